@@ -72,6 +72,14 @@ TEST(KPPDFUserDefaultsTest, EnvironmentThenApplicationValues) {
 TEST(KPPDFResourcesTest, LooksInTheConfiguredFolderFirst) {
     fs::path folder = fs::temp_directory_path() / ("kppdf-resources-" + std::to_string(getpid()));
     fs::remove_all(folder);
+
+    // Without a usable configured folder the shipped blank page is still found.
+    {
+        ScopedEnvironment environment("KPPDF_RESOURCES", "/nonexistent");
+        std::string blank = KPPDFResources::pathForResource("blankpage", "pdf");
+        EXPECT_TRUE(blank.ends_with("/blankpage.pdf")) << blank;
+        EXPECT_TRUE(fs::is_regular_file(blank));
+    }
     writeFile(folder / "blankpage.pdf", "%PDF-1.4\n");
     writeFile(folder / "notes", "x");
     writeFile(folder / "CMaps" / "Test-Order-UCS2", "cmap");
