@@ -1,0 +1,58 @@
+#include "kppdf/document/KPPDFDocument.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/platform/KPPDFLog.h"
+
+KPPDFDocument::KPPDFDocument() = default;
+
+KPPDFDocument::~KPPDFDocument() { disconnectObjects(); }
+
+void KPPDFDocument::disconnectObjects() {
+    // Objects point at each other through cached references (a page and its parent), so the
+    // graph has cycles; cutting every object's links lets them go, and an object that a caller
+    // still holds resolves to null instead of reaching a dead document.
+    std::vector<KPPDFRef<KPPDFObject>> table;
+    table.swap(table_);
+    for (auto& object : table)
+        if (object)
+            object->disconnect();
+}
+
+void KPPDFDocument::setEOL(const char* eol, int32_t length) {
+    if (length < 1 || length > 2)
+        return;
+    eol_[0] = eol[0];
+    eol_[1] = length == 2 ? eol[1] : 0;
+    eol_[2] = 0;
+    eolLength_ = length;
+}
+
+std::string KPPDFDocument::createName(bool flattened) {
+    char name[48];
+    std::snprintf(name, sizeof name, flattened ? "ParvelFlattened%lu" : "ParvelImprint%lu",
+                  static_cast<unsigned long>(nameCount_));
+    nameCount_++;
+    return name;
+}
+
+void KPPDFDocument::setObject(const KPPDFRef<KPPDFObject>& object, uint32_t number,
+                              uint32_t generation) {
+    if (number == 0 || !object)
+        return;
+    if (number > kMaxObjectNumber) {
+        KPPDFLog("Object number %u is beyond the supported range", number);
+        return;
+    }
+    if (number >= table_.size())
+        table_.resize(std::max<size_t>(number + 1, table_.size() + table_.size() / 2));
+    table_[number] = object;
+    object->setObjectNumber(number);
+    object->setGeneration(generation);
+}
+
+KPPDFRef<KPPDFObject> KPPDFDocument::objectWithNumber(uint32_t number, uint32_t) const {
+    return number < table_.size() ? table_[number] : nullptr;
+}

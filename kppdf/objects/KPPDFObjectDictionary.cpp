@@ -1,0 +1,354 @@
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFCharLookup.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/internal/KPPDFLazyScan.h"
+#include "kppdf/platform/KPPDFAttributedString.h"
+#include "kppdf/platform/KPPDFLog.h"
+
+namespace {
+// "Parent" chains longer than this are taken to be cycles.
+constexpr int kMaxParentChain = 256;
+// Dictionaries merged deeper than this keep this side's entry.
+constexpr int kMaxMergeDepth = 64;
+
+uint64_t skipWhitespaceAndComment(const char* base, uint64_t position, uint64_t length) {
+    while (position < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[position])))
+        position++;
+    if (position < length && base[position] == '%') {
+        while (position < length && base[position] != '\r' && base[position] != '\n')
+            position++;
+        while (position < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[position])))
+            position++;
+    }
+    return position;
+}
+
+KPPDFRef<KPPDFObjectDictionary> merge(KPPDFObjectDictionary& mine, KPPDFObjectDictionary& other,
+                                      int depth) {
+    KPPDFObjectMap result = mine.value();
+    KPPDFObjectMap& theirs = other.value();
+    for (auto& [key, entry] : result) {
+        auto found = theirs.find(key);
+        if (found == theirs.end() || !found->second || !entry)
+            continue;
+        KPPDFObject* otherEntry = found->second.get();
+        if (otherEntry->objectType() == KPPDFObjectTypeDictionary && depth < kMaxMergeDepth &&
+            entry->objectType() == KPPDFObjectTypeDictionary) {
+            entry = merge(*entry->asDictionary(), *otherEntry->asDictionary(), depth + 1);
+        } else if (otherEntry->objectType() == KPPDFObjectTypeArray &&
+                   entry->objectType() == KPPDFObjectTypeArray) {
+            KPPDFObjectList joined = entry->asArray()->value();
+            KPPDFObjectList& more = otherEntry->asArray()->value();
+            joined.insert(joined.end(), more.begin(), more.end());
+            entry = KPPDFObjectArray::arrayWithArray(std::move(joined));
+        }
+    }
+    for (auto& [key, entry] : theirs)
+        if (!result.count(key))
+            result.emplace(key, entry);
+    return KPPDFObjectDictionary::dictionaryWithDictionary(std::move(result));
+}
+} // namespace
+
+KPPDFObjectDictionary::KPPDFObjectDictionary() { objectType_ = KPPDFObjectTypeDictionary; }
+
+KPPDFObjectDictionary::KPPDFObjectDictionary(KPPDFObjectMap map) : KPPDFObjectDictionary() {
+    map_ = std::move(map);
+    parsed_ = true;
+    for (auto& [key, entry] : map_)
+        if (entry)
+            entry->setContainer(this);
+}
+
+KPPDFObjectDictionary::~KPPDFObjectDictionary() {
+    for (auto& [key, entry] : map_)
+        if (entry && entry->directContainer() == this)
+            entry->KPPDFObject::setContainer(nullptr);
+}
+
+KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::dictionaryAtOffset(
+    uint64_t offset, KPPDFDocument* document, const KPPDFData& data, bool directOnly,
+    bool contained) {
+    if (offset + 1 >= data.length() || data.bytes()[offset] != '<' ||
+        data.bytes()[offset + 1] != '<')
+        return nullptr;
+    auto dictionary = std::make_shared<KPPDFObjectDictionary>();
+    dictionary->document_ = document;
+    dictionary->objectData_ = data;
+    dictionary->offset_ = offset;
+    dictionary->directOnly_ = directOnly;
+    if (directOnly || contained) {
+        if (!dictionary->parse())
+            return nullptr;
+    } else {
+        dictionary->rawLength_ = KPPDFLazyObjectLength(data, offset, true);
+    }
+    return dictionary;
+}
+
+KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::dictionaryWithDictionary(KPPDFObjectMap map) {
+    return std::make_shared<KPPDFObjectDictionary>(std::move(map));
+}
+
+KPPDFObjectMap& KPPDFObjectDictionary::value() {
+    if (!parsed_ && !objectData_.isNull())
+        parse();
+    return map_;
+}
+
+void KPPDFObjectDictionary::setValue(KPPDFObjectMap map) {
+    map_ = std::move(map);
+    parsed_ = true;
+    for (auto& [key, entry] : map_)
+        if (entry)
+            entry->setContainer(this);
+}
+
+bool KPPDFObjectDictionary::parse() {
+    if (parsed_)
+        return true;
+    parsed_ = true;
+    const KPPDFData& data = objectData_;
+    uint64_t length = data.length();
+    if (offset_ + 1 >= length || data.bytes()[offset_] != '<' || data.bytes()[offset_ + 1] != '<')
+        return false;
+    map_.clear();
+    const char* base = data.chars();
+    uint64_t position = offset_ + 2;
+    while (true) {
+        position = skipWhitespaceAndComment(base, position, length);
+        if (position >= length)
+            break;
+        if (base[position] == '>') {
+            if (position + 1 < length && base[position + 1] == '>')
+                position += 2;
+            // A lone ">" is malformed; the dictionary ends there either way.
+            break;
+        }
+        if (base[position] != '/')
+            break; // Malformed: nothing but a key may stand here.
+        size_t keyLength = KPPDFObjectName::scanName(base + position, base + length);
+        std::string key(base + position + 1, keyLength - 1);
+        position = skipWhitespaceAndComment(base, position + keyLength, length);
+        KPPDFRef<KPPDFObject> entry =
+            KPPDFDocument::parseObject(document_, position, data, directOnly_, true);
+        if (!entry || entry->rawLength() == 0) {
+            KPPDFLog("Unable to parse dictionary element at index: %d", static_cast<int>(map_.size()));
+            break;
+        }
+        entry->setContainer(this);
+        position = entry->dataRange().location + entry->rawLength();
+        map_.insert_or_assign(std::move(key), std::move(entry));
+    }
+    rawLength_ = static_cast<uint32_t>(position - offset_);
+    return true;
+}
+
+KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectForKey(std::string_view key) {
+    KPPDFObjectMap& map = value();
+    auto found = map.find(key);
+    return found == map.end() ? nullptr : found->second;
+}
+
+void KPPDFObjectDictionary::setObject(KPPDFRef<KPPDFObject> object, std::string_view key) {
+    KPPDFObjectMap& map = value();
+    if (!object) {
+        removeObjectForKey(key);
+        return;
+    }
+    object->setContainer(this);
+    auto found = map.find(key);
+    if (found != map.end())
+        found->second = std::move(object);
+    else
+        map.emplace(std::string(key), std::move(object));
+}
+
+void KPPDFObjectDictionary::removeObjectForKey(std::string_view key) {
+    KPPDFObjectMap& map = value();
+    auto found = map.find(key);
+    if (found != map.end())
+        map.erase(found);
+}
+
+KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolvedObjectForKey(std::string_view key) {
+    return KPPDFObject::resolve(objectForKey(key));
+}
+
+KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectFromAncestorsForKey(std::string_view key) {
+    if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key))
+        return own;
+    KPPDFRef<KPPDFObjectDictionary> parent = resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
+    for (int i = 0; parent && i < kMaxParentChain; i++) {
+        if (parent.get() == this)
+            break;
+        if (KPPDFRef<KPPDFObject> inherited = parent->resolvedObjectForKey(key))
+            return inherited;
+        parent = parent->resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
+    }
+    return nullptr;
+}
+
+bool KPPDFObjectDictionary::hasName(std::string_view key, std::string_view name) {
+    KPPDFRef<KPPDFObject> entry = resolvedObjectForKey(key);
+    return entry && entry->asName() && entry->asName()->value() == name;
+}
+
+void KPPDFObjectDictionary::resolveEntries() {
+    for (auto& [key, entry] : value())
+        KPPDFObject::resolve(entry);
+}
+
+KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolveTarget() {
+    resolveEntries();
+    return nullptr;
+}
+
+KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::mergeWithDictionary(
+    KPPDFObjectDictionary& other) {
+    return merge(*this, other, 0);
+}
+
+bool KPPDFObjectDictionary::appendDirectObject(std::string& out) {
+    if (!parsed_ && !objectData_.isNull()) {
+        uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
+        out.append(objectData_.chars() + offset_, static_cast<size_t>(end - offset_));
+        return true;
+    }
+    out.append("<< ");
+    size_t start = out.size();
+    for (auto& [key, entry] : map_) {
+        if (!entry)
+            continue;
+        out.push_back('/');
+        out.append(key);
+        out.push_back(' ');
+        size_t mark = out.size();
+        if (!entry->appendDirectObject(out)) {
+            out.resize(mark);
+            out.append("null");
+        }
+        out.push_back(' ');
+    }
+    if (out.size() == start) {
+        out.append(">>");
+    } else {
+        out.back() = '>';
+        out.push_back('>');
+    }
+    return true;
+}
+
+KPPDFAttributedString KPPDFObjectDictionary::attributedObject() {
+    std::string eol = document_ ? std::string(document_->EOL(), static_cast<size_t>(document_->EOLLength()))
+                                : std::string("\n");
+    KPPDFObjectMap& map = value();
+    KPPDFAttributedString result("<< ");
+    std::vector<const std::string*> keys;
+    for (auto& [key, entry] : map)
+        keys.push_back(&key);
+    for (const char* special : {"Type", "Subtype"}) {
+        auto found = map.find(std::string_view(special));
+        if (found == map.end() || !found->second)
+            continue;
+        result.append("/" + std::string(special) + " ");
+        result.append(found->second->attributedObject());
+        result.append(eol);
+        std::erase_if(keys, [&](const std::string* k) { return *k == special; });
+    }
+    for (const std::string* key : keys) {
+        KPPDFRef<KPPDFObject>& entry = map.find(*key)->second;
+        result.append("/" + *key + " ");
+        if (entry)
+            result.append(entry->attributedObject());
+        result.append(keys.size() >= 2 ? eol + "   " : std::string(" "));
+    }
+    result.append(">>");
+    result.replaceOccurrences(eol, "\xC2\xAC");
+    return result;
+}
+
+KPPDFRef<KPPDFObject> KPPDFObjectDictionary::copy() const {
+    auto& self = const_cast<KPPDFObjectDictionary&>(*this);
+    auto copy = std::make_shared<KPPDFObjectDictionary>();
+    copy->document_ = document_;
+    copy->parsed_ = true;
+    for (auto& [key, entry] : self.value()) {
+        if (!entry)
+            continue;
+        KPPDFRef<KPPDFObject> entryCopy = entry->copy();
+        entryCopy->setContainer(copy.get());
+        copy->map_.emplace(key, std::move(entryCopy));
+    }
+    return copy;
+}
+
+KPPDFObjectList KPPDFObjectDictionary::subobjects(KPPDFVisitedSet& visited) {
+    KPPDFObjectList result;
+    for (auto& [key, entry] : value()) {
+        if (!entry || visited.count(entry.get()))
+            continue;
+        KPPDFObjectList more = entry->subobjects(visited);
+        for (auto& object : more)
+            visited.insert(object.get());
+        result.insert(result.end(), more.begin(), more.end());
+    }
+    return result;
+}
+
+void KPPDFObjectDictionary::markSubobjects(KPPDFMarkBytes& marks) {
+    for (auto& [key, entry] : value()) {
+        if (!entry)
+            continue;
+        uint32_t number = entry->objectNumber();
+        if (number && isMarked(marks, number) &&
+            entry->objectType() != KPPDFObjectTypeReference)
+            continue;
+        entry->markSubobjects(marks);
+    }
+}
+
+void KPPDFObjectDictionary::fixReferences(const KPPDFReferenceFixMap& map) {
+    for (auto& [key, entry] : value())
+        if (entry)
+            entry->fixReferences(map);
+}
+
+void KPPDFObjectDictionary::setDocument(KPPDFDocument* document) {
+    if (document == document_)
+        return;
+    document_ = document;
+    for (auto& [key, entry] : map_)
+        if (entry && key != "Parent")
+            entry->setDocument(document);
+}
+
+void KPPDFObjectDictionary::setContainer(KPPDFObject* container) {
+    container_ = container;
+    for (auto& [key, entry] : map_)
+        if (entry)
+            entry->KPPDFObject::setContainer(this);
+}
+
+std::string KPPDFObjectDictionary::description() const {
+    char head[64];
+    std::snprintf(head, sizeof head, "<KPPDFObjectDictionary, 0x%08X>: {",
+                  static_cast<unsigned>(reinterpret_cast<uintptr_t>(this)));
+    std::string text = head;
+    for (auto& [key, entry] : map_)
+        text += " " + key + " = " + (entry ? entry->description() : "nil") + ";";
+    return text + " }";
+}
+
+void KPPDFObjectDictionary::disconnect() {
+    KPPDFObject::disconnect();
+    for (auto& [key, entry] : map_)
+        if (entry)
+            entry->disconnect();
+}

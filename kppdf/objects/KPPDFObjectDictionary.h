@@ -1,0 +1,72 @@
+#pragma once
+#include "kppdf/objects/KPPDFObject.h"
+
+// A dictionary (type code 6). One read from a file body at top level is parsed only when its
+// entries are first asked for; until then it is written back byte for byte.
+class KPPDFObjectDictionary : public KPPDFObject {
+public:
+    static bool matchesType(int32_t type) { return type == KPPDFObjectTypeDictionary; }
+    KPPDFObjectDictionary();
+    explicit KPPDFObjectDictionary(KPPDFObjectMap map);
+    ~KPPDFObjectDictionary() override;
+    // Binds a dictionary to "<<" at offset in data; parses at once when directOnly or contained,
+    // lazily otherwise. Null when no "<<" is there.
+    static KPPDFRef<KPPDFObjectDictionary> dictionaryAtOffset(uint64_t offset,
+                                                              KPPDFDocument* document,
+                                                              const KPPDFData& data,
+                                                              bool directOnly, bool contained);
+    // Holds the map and becomes the container of its entries.
+    static KPPDFRef<KPPDFObjectDictionary> dictionaryWithDictionary(KPPDFObjectMap map);
+
+    // The entries, parsed on first call. Edit the map to edit the dictionary.
+    KPPDFObjectMap& value();
+    void setValue(KPPDFObjectMap map);
+    bool parse();
+    bool isParsed() const { return parsed_; }
+    bool isDirectOnly() const { return directOnly_; }
+    uint64_t offset() const { return offset_; }
+    const KPPDFData& objectData() const { return objectData_; }
+
+    // The raw entry for key (not resolved), or null.
+    KPPDFRef<KPPDFObject> objectForKey(std::string_view key);
+    // Stores an entry and becomes its container; a null object removes the key.
+    void setObject(KPPDFRef<KPPDFObject> object, std::string_view key);
+    void removeObjectForKey(std::string_view key);
+    KPPDFRef<KPPDFObject> resolvedObjectForKey(std::string_view key) override;
+    template <class T> KPPDFRef<T> resolvedObjectForKey(std::string_view key) {
+        return KPPDFCast<T>(resolvedObjectForKey(key));
+    }
+    // The entry for key here or in the nearest "Parent" that has it (inherited attributes).
+    KPPDFRef<KPPDFObject> objectFromAncestorsForKey(std::string_view key);
+    // Raw "Type" and "Subtype" entries.
+    KPPDFRef<KPPDFObject> type() { return objectForKey("Type"); }
+    KPPDFRef<KPPDFObject> subtype() { return objectForKey("Subtype"); }
+    // True when the resolved entry is the name given.
+    bool hasName(std::string_view key, std::string_view name);
+    // Resolves every entry (so that all references it holds cache their targets).
+    void resolveEntries();
+    // A new dictionary: this one's entries with other's merged in (nested dictionaries merged,
+    // arrays concatenated, other kinds kept from this one; keys only other has are added).
+    KPPDFRef<KPPDFObjectDictionary> mergeWithDictionary(KPPDFObjectDictionary& other);
+
+    bool appendDirectObject(std::string& out) override;
+    KPPDFAttributedString attributedObject() override;
+    KPPDFRef<KPPDFObject> copy() const override;
+    KPPDFObjectList subobjects(KPPDFVisitedSet& visited) override;
+    void markSubobjects(KPPDFMarkBytes& marks) override;
+    void fixReferences(const KPPDFReferenceFixMap& map) override;
+    void setDocument(KPPDFDocument* document) override;
+    void setContainer(KPPDFObject* container) override;
+    std::string description() const override;
+    void disconnect() override;
+
+protected:
+    KPPDFRef<KPPDFObject> resolveTarget() override;
+
+private:
+    uint64_t offset_ = 0;
+    KPPDFData objectData_;
+    bool directOnly_ = false;
+    bool parsed_ = false;
+    KPPDFObjectMap map_;
+};

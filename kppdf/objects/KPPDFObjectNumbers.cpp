@@ -1,0 +1,136 @@
+#include "kppdf/objects/KPPDFObjectNumbers.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "kppdf/objects/KPPDFCharLookup.h"
+
+namespace {
+// Longest number text handed to strtod; PDF numbers are far shorter.
+constexpr size_t kMaxFallbackNumberLength = 63;
+
+bool atEnd(const char* p, const char* limit) { return limit ? p >= limit : *p == '\0'; }
+} // namespace
+
+float KPPDFObjectStrToFloat(const char* text, const char** end, const char* limit) {
+    const char* p = text;
+    float sign = 1.0f;
+    if (!atEnd(p, limit) && (*p == '+' || *p == '-')) {
+        if (*p == '-')
+            sign = -1.0f;
+        p++;
+    }
+    float value = 0.0f;
+    while (!atEnd(p, limit) && KPPDFIsDigit(static_cast<uint8_t>(*p)))
+        value = value * 10.0f + static_cast<float>(*p++ - '0');
+    if (!atEnd(p, limit) && *p == '.') {
+        p++;
+        float f = 0.1f;
+        while (!atEnd(p, limit) && KPPDFIsDigit(static_cast<uint8_t>(*p))) {
+            value += static_cast<float>(*p++ - '0') * f;
+            f *= 0.1f;
+        }
+    }
+    if (atEnd(p, limit) || KPPDFDocumentCharLookup[static_cast<uint8_t>(*p)] &
+                               (KPPDFCharWhitespace | KPPDFCharDelimiter)) {
+        if (end)
+            *end = p;
+        return sign * value;
+    }
+    // Exponents, second points and other oddities: let the C library decide, on a bounded copy.
+    char buffer[kMaxFallbackNumberLength + 1];
+    size_t n = 0;
+    for (const char* q = text; n < kMaxFallbackNumberLength && !atEnd(q, limit); q++)
+        buffer[n++] = *q;
+    buffer[n] = '\0';
+    char* stop = buffer;
+    double result = std::strtod(buffer, &stop);
+    if (end)
+        *end = text + (stop - buffer);
+    return static_cast<float>(result);
+}
+
+void reverse(char* text) {
+    size_t n = std::strlen(text);
+    for (size_t i = 0, j = n ? n - 1 : 0; i < j; i++, j--) {
+        char c = text[i];
+        text[i] = text[j];
+        text[j] = c;
+    }
+}
+
+void KPPDFObjectUnsignedToStringInPlace(uint32_t value, char** cursor) {
+    char* start = *cursor;
+    char* p = start;
+    do {
+        *p++ = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value);
+    *p = '\0';
+    reverse(start);
+    *cursor = p;
+}
+
+void KPPDFObjectUnsigned64ToStringInPlace(uint64_t value, char** cursor) {
+    char* start = *cursor;
+    char* p = start;
+    do {
+        *p++ = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value);
+    *p = '\0';
+    reverse(start);
+    *cursor = p;
+}
+
+void KPPDFObjectSignedToStringInPlace(int32_t value, char** cursor) {
+    char* p = *cursor;
+    uint32_t magnitude = static_cast<uint32_t>(value);
+    if (value < 0) {
+        *p++ = '-';
+        magnitude = 0u - magnitude;
+    }
+    KPPDFObjectUnsignedToStringInPlace(magnitude, &p);
+    *cursor = p;
+}
+
+unsigned long long KPPDFParseUnsignedDecimal(const char* text, const char* limit,
+                                             const char** end) {
+    const char* p = text;
+    unsigned long long value = 0;
+    bool any = false;
+    while (p < limit && KPPDFIsDigit(static_cast<uint8_t>(*p))) {
+        unsigned digit = static_cast<unsigned>(*p - '0');
+        value = value > (ULLONG_MAX - digit) / 10 ? ULLONG_MAX : value * 10 + digit;
+        p++;
+        any = true;
+    }
+    if (end)
+        *end = any ? p : text;
+    return value;
+}
+
+long long KPPDFParseSignedDecimal(const char* text, const char* limit, const char** end) {
+    const char* p = text;
+    bool negative = false;
+    if (p < limit && (*p == '+' || *p == '-')) {
+        negative = *p == '-';
+        p++;
+    }
+    const char* digitsEnd = p;
+    unsigned long long magnitude = KPPDFParseUnsignedDecimal(p, limit, &digitsEnd);
+    if (digitsEnd == p) {
+        if (end)
+            *end = text;
+        return 0;
+    }
+    if (end)
+        *end = digitsEnd;
+    if (negative)
+        return magnitude > static_cast<unsigned long long>(LLONG_MAX) + 1
+                   ? LLONG_MIN
+                   : static_cast<long long>(0ull - magnitude);
+    return magnitude > static_cast<unsigned long long>(LLONG_MAX) ? LLONG_MAX
+                                                                   : static_cast<long long>(magnitude);
+}

@@ -1,0 +1,29 @@
+#pragma once
+#include "kppdf/objects/KPPDFObject.h"
+
+// A real number (type code 2), single precision.
+class KPPDFObjectReal : public KPPDFObject {
+public:
+    static bool matchesType(int32_t type) { return type == KPPDFObjectTypeReal; }
+    KPPDFObjectReal();
+    explicit KPPDFObjectReal(float value);
+    static KPPDFRef<KPPDFObjectReal> realWithFloat(float value);
+    // Reads a number from at most length bytes at ptr; null when nothing numeric is there.
+    static KPPDFRef<KPPDFObjectReal> realWithPtr(const char* ptr, uint32_t length,
+                                                 KPPDFDocument* document);
+
+    float realValue() const override { return value_; }
+    void setRealValue(float value) { value_ = value, rawLength_ = 0; }
+    long long longLongValue() const override { return static_cast<long long>(value_); }
+    uint32_t rawLength() const override;
+
+    bool appendDirectObject(std::string& out) override;
+    KPPDFRef<KPPDFObject> copy() const override;
+    std::string description() const override;
+
+    // The serialised form of a float: an integral value as an integer, otherwise "%f".
+    static void appendReal(float value, std::string& out);
+
+private:
+    float value_ = 0.0f;
+};
