@@ -5,9 +5,23 @@
 
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/platform/KPPDFData.h"
+#include "kppdf/platform/KPPDFGeometry.h"
 
 class KPPDFObjectArray;
 class KPPDFObjectDictionary;
+class KPPDFObjectStream;
+class KPPDFTrailer;
+class KPPDFPage;
+class KPPDFOutline;
+class KPPDFDestination;
+
+// Results of opening a document.
+enum : int32_t {
+    KPPDFDocumentOpened = 0,
+    KPPDFDocumentPasswordNeeded = 1, // encrypted; the empty user password does not open it
+    KPPDFDocumentNotPDF = 2,         // header or cross-reference chain unusable
+    KPPDFDocumentUnsupportedSecurity = 3,
+};
 
 // A PDF document: its bytes, the object table that indirect references resolve through, and
 // the object parser that turns bytes at an offset into objects.
@@ -22,6 +36,69 @@ public:
     virtual ~KPPDFDocument();
     KPPDFDocument(const KPPDFDocument&) = delete;
     KPPDFDocument& operator=(const KPPDFDocument&) = delete;
+
+    // ---- Opening (KPPDFDocumentOpening.cpp) ----
+    // Opens a document from bytes. *result (may be null) gets one of the codes above. Null for
+    // result 2; for results 1 and 3 the document is returned, not opened beyond the trailer.
+    // Empty data gives an empty document and result 0.
+    static KPPDFRef<KPPDFDocument> documentWithData(const KPPDFData& data, int32_t* result);
+    // The same for a file (memory-mapped); a file that cannot be read gives null and result 2.
+    static KPPDFRef<KPPDFDocument> documentWithContentsOfFile(const std::string& path,
+                                                              int32_t* result);
+    // Runs the opening sequence on this (freshly constructed) document; returns the result code.
+    int32_t initWithData(const KPPDFData& data);
+    // Header check; learns the version and the line end. False when it is not a PDF header.
+    bool versionAndEOF();
+    // Reads the cross-reference chain and fills the object table. False when unusable.
+    bool workTrailer();
+    // After docData has been replaced by a writer: reads header, trailer chain and pages again.
+    void refreshDocData();
+    const KPPDFRef<KPPDFTrailer>& trailer() const { return trailer_; }
+    const KPPDFRef<KPPDFObjectDictionary>& rootObject() const { return rootObject_; }
+    void setRootObject(KPPDFRef<KPPDFObjectDictionary> root) { rootObject_ = std::move(root); }
+    const KPPDFRef<KPPDFObjectDictionary>& pagesObject() const { return pagesObject_; }
+    void setPagesObject(KPPDFRef<KPPDFObjectDictionary> pages) { pagesObject_ = std::move(pages); }
+    uint64_t startxref() const { return startxref_; }
+    float elapsed() const { return elapsed_; }
+    const KPPDFRef<KPPDFObjectArray>& docID() const { return docID_; }
+    // True when the cross-reference data was unusable and objects were found by scanning.
+    bool isRepaired() const { return repaired_; }
+    // Loads an object kept in an object stream (ISO 32000-1, 7.5.7); null when it cannot be had.
+    // References call it for table entries that are compressed.
+    KPPDFRef<KPPDFObject> compressedObject(uint32_t number);
+
+    // ---- Pages, names, destinations, outline (KPPDFDocumentPageTree.cpp) ----
+    // Rebuilds the page list from the page tree; true when a page's imprint set-up changed it.
+    bool prepPages();
+    // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.
+    void processKids(const KPPDFRef<KPPDFObjectArray>& kids, KPPDFObjectList& pagesObjects,
+                     std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects);
+    void processDests();
+    void processNameTree(const KPPDFRef<KPPDFObjectDictionary>& node, KPPDFObjectMap& into);
+    // Named destinations (name or string key to object); empty when the document has none.
+    KPPDFObjectMap& dests() { return dests_; }
+    // A destination name (string or name) turned into its destination array; other objects
+    // are returned unchanged; null for an unknown name.
+    KPPDFRef<KPPDFObject> resolveDestination(const KPPDFRef<KPPDFObject>& object);
+    void processOutline();
+    void processOutlineLevel(const KPPDFRef<KPPDFObjectDictionary>& first,
+                             const KPPDFRef<KPPDFOutline>& parent);
+    // The outline's root item; null when the document has no outline.
+    const KPPDFRef<KPPDFOutline>& outlines() const { return outlines_; }
+    // The page whose dictionary the object (a reference, or an object with a number) names.
+    KPPDFRef<KPPDFPage> pageForReference(const KPPDFRef<KPPDFObject>& object);
+    uint32_t pageCount() const { return static_cast<uint32_t>(pages_.size()); }
+    // Null when index is out of range.
+    KPPDFRef<KPPDFPage> pageAtIndex(uint32_t index) const;
+    std::vector<KPPDFRef<KPPDFPage>>& pages() { return pages_; }
+    void insertPage(KPPDFRef<KPPDFPage> page, uint32_t index);
+    void removePageAtIndex(uint32_t index);
+    void setPagesFromArray(std::vector<KPPDFRef<KPPDFPage>> pages);
+    // True when some page has a form widget among its imprints.
+    bool hasFields();
+    // Visible size of a page (crop box, else media box), swapped for 90 and 270 degrees.
+    static KPPDFSize pageSizeForPage(KPPDFPage& page);
+    static KPPDFAffineTransform pageTransformForRotation(float rotation, KPPDFSize size);
 
     // ---- Object parser ----
     // Parses the object that starts at offset in data (after whitespace and comments).
@@ -87,6 +164,11 @@ public:
     // Runs RC4 over bytes in place with the key of one object. False without a key.
     bool cryptBytes(std::string& bytes, uint32_t number, uint32_t generation) const;
 
+    // ---- Security (KPPDFDocumentSecurity.cpp) ----
+    const KPPDFRef<KPPDFObjectDictionary>& encryptDictionary() const { return encryptDictionary_; }
+    bool isOwner() const { return isOwner_; }
+    int32_t accessPermissions() const { return accessPermissions_; }
+
 protected:
     // Clears cached targets and back-links of every object the document reached.
     void disconnectObjects();
@@ -101,4 +183,20 @@ protected:
     std::string encryptKey_;
     int32_t encryptionStatus_ = 0;
     std::string path_;
+
+    KPPDFRef<KPPDFTrailer> trailer_;
+    KPPDFRef<KPPDFObjectDictionary> rootObject_;
+    KPPDFRef<KPPDFObjectDictionary> pagesObject_;
+    uint64_t startxref_ = 0;
+    float elapsed_ = 0;
+    KPPDFRef<KPPDFObjectArray> docID_;
+    bool repaired_ = false;
+
+    std::vector<KPPDFRef<KPPDFPage>> pages_;
+    KPPDFObjectMap dests_;
+    KPPDFRef<KPPDFOutline> outlines_;
+
+    KPPDFRef<KPPDFObjectDictionary> encryptDictionary_;
+    bool isOwner_ = false;
+    int32_t accessPermissions_ = -4;
 };
