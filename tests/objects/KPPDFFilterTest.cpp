@@ -1,0 +1,481 @@
+#include "kppdf/objects/KPPDFFilter.h"
+
+#include "kppdf/platform/KPPDFLog.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+
+namespace {
+
+class LogCapture {
+public:
+    LogCapture() {
+        previous_ = KPPDFSetLogHandler([this](const std::string& line) { lines_.push_back(line); });
+    }
+    ~LogCapture() { KPPDFSetLogHandler(std::move(previous_)); }
+    std::vector<std::string> take() { return std::exchange(lines_, {}); }
+
+private:
+    std::vector<std::string> lines_;
+    KPPDFLogHandler previous_;
+};
+
+std::string fixture(const char* name) {
+    std::ifstream in(std::string(KPPDF_TEST_DATA) + "/filters/" + name, std::ios::binary);
+    EXPECT_TRUE(in) << name;
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+const uint8_t* bytes(const std::string& s) {
+    return reinterpret_cast<const uint8_t*>(s.data());
+}
+
+std::string deflate(const std::string& plain) {
+    uint32_t length = KPPDFDeflateBound(static_cast<uint32_t>(plain.size()));
+    std::string out(length, '\0');
+    EXPECT_EQ(KPPDFDeflate(bytes(plain), static_cast<uint32_t>(plain.size()),
+                           reinterpret_cast<uint8_t*>(out.data()), &length),
+              1);
+    out.resize(length);
+    return out;
+}
+
+// Text that compresses about fourfold, like a content stream.
+std::string sampleText(size_t size) {
+    std::string text;
+    unsigned seed = 1;
+    while (text.size() < size) {
+        seed = seed * 1103515245 + 12345;
+        text += std::to_string(seed >> 16 & 0x3ff) + " " + std::to_string(seed % 97) +
+                (seed & 0x10000 ? " Td\n" : " Tj\n");
+    }
+    text.resize(size);
+    return text;
+}
+
+std::string decode85(const std::string& text, bool* ok = nullptr) {
+    std::string out;
+    bool result = KPPDFStreamDecode85(bytes(text), text.size(), &out);
+    if (ok)
+        *ok = result;
+    return out;
+}
+
+bool flate(const std::string& in, std::string* out, size_t max = kKPPDFFilterFlateMaxOutput) {
+    return KPPDFFlateDecode(bytes(in), static_cast<uint32_t>(in.size()), out, max);
+}
+
+} // namespace
+
+TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
+    std::string random(70000, '\0');
+    for (size_t i = 0; i < random.size(); ++i)
+        random[i] = static_cast<char>((i * 2654435761u) >> 13);
+    for (const std::string& plain : {std::string(), std::string("q"), sampleText(5000), random}) {
+        std::string packed = deflate(plain);
+        EXPECT_LE(packed.size(), KPPDFDeflateBound(static_cast<uint32_t>(plain.size())));
+        std::string back(plain.size() + 1, '\0');
+        uint32_t length = static_cast<uint32_t>(back.size());
+        ASSERT_EQ(KPPDFInflate(bytes(packed), static_cast<uint32_t>(packed.size()),
+                               reinterpret_cast<uint8_t*>(back.data()), &length),
+                  1);
+        EXPECT_EQ(back.substr(0, length), plain);
+        std::string decoded;
+        EXPECT_TRUE(flate(packed, &decoded));
+        EXPECT_EQ(decoded, plain);
+    }
+
+    std::string text = sampleText(5000);
+    std::string packed = deflate(text);
+    uint32_t packedLength = static_cast<uint32_t>(packed.size());
+    std::string out(4999, '\0');
+    uint32_t length = 4999;
+    auto* outBytes = reinterpret_cast<uint8_t*>(out.data());
+    // Too small an output is -5 and leaves the length alone; a truncated input is not -5, so
+    // a caller that grows its buffer on -5 stops.
+    EXPECT_EQ(KPPDFInflate(bytes(packed), packedLength, outBytes, &length), -5);
+    EXPECT_EQ(length, 4999u);
+    EXPECT_EQ(KPPDFInflate(bytes(packed), packedLength / 2, outBytes, &length), -3);
+    EXPECT_EQ(KPPDFInflate(bytes(text), 100, outBytes, &length), -3);
+    EXPECT_EQ(KPPDFInflate(nullptr, 10, outBytes, &length), -2);
+    uint32_t small = 10;
+    EXPECT_EQ(KPPDFDeflate(bytes(text), 5000, outBytes, &small), 0);
+    EXPECT_EQ(small, 10u);
+}
+
+TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
+    LogCapture log;
+    std::string text = sampleText(400000);
+    std::string packed = deflate(text);
+    ASSERT_GT(text.size(), 3 * packed.size());
+    std::string out;
+    EXPECT_TRUE(flate(packed, &out));
+    EXPECT_EQ(out, text);
+
+    // A blank 8-bit image: deflate's best case, near its limit of 1032 to 1.
+    std::string pattern(size_t(24) << 20, '\xff');
+    packed = deflate(pattern);
+    ASSERT_GT(pattern.size(), 1000 * packed.size());
+    EXPECT_TRUE(flate(packed, &out));
+    EXPECT_TRUE(out == pattern);
+    EXPECT_TRUE(log.take().empty());
+
+    // The ceiling cuts the output and says so; a stream ending exactly at it is complete.
+    EXPECT_TRUE(flate(packed, &out, 100000));
+    EXPECT_EQ(out.size(), 100000u);
+    EXPECT_EQ(out, pattern.substr(0, 100000));
+    EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: output cut at 100000 bytes"});
+    EXPECT_TRUE(flate(packed, &out, pattern.size()));
+    EXPECT_TRUE(out == pattern);
+    EXPECT_TRUE(log.take().empty());
+}
+
+TEST(KPPDFFilterFlate, DamagedStreamsKeepTheirHead) {
+    LogCapture log;
+    std::string text = sampleText(200000);
+    std::string packed = deflate(text);
+    std::string out;
+
+    EXPECT_TRUE(flate(packed.substr(0, packed.size() / 2), &out));
+    EXPECT_GT(out.size(), text.size() / 4);
+    EXPECT_LT(out.size(), text.size());
+    EXPECT_EQ(out, text.substr(0, out.size()));
+    EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: corrupt data, kept " +
+                                                   std::to_string(out.size()) + " bytes"});
+
+    std::string corrupt = packed;
+    for (size_t i = corrupt.size() / 2; i < corrupt.size() / 2 + 64; ++i)
+        corrupt[i] = static_cast<char>(~corrupt[i]);
+    EXPECT_TRUE(flate(corrupt, &out));
+    EXPECT_GT(out.size(), 0u);
+    EXPECT_EQ(log.take().size(), 1u);
+
+    // A wrong Adler-32 checksum: every byte was inflated and is kept.
+    std::string badSum = packed;
+    badSum.back() = static_cast<char>(badSum.back() ^ 1);
+    EXPECT_TRUE(flate(badSum, &out));
+    EXPECT_EQ(out, text);
+    EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: corrupt data, kept 200000 bytes"});
+
+    // Raw deflate: the zlib stream without its two header bytes and four checksum bytes.
+    EXPECT_TRUE(flate(packed.substr(2, packed.size() - 6), &out));
+    EXPECT_EQ(out, text);
+    EXPECT_TRUE(log.take().empty());
+
+    EXPECT_FALSE(flate("not deflate at all", &out));
+    EXPECT_TRUE(out.empty());
+    EXPECT_FALSE(flate("", &out));
+    EXPECT_EQ(log.take(),
+              std::vector<std::string>(2, "FlateDecode: corrupt data, nothing inflated"));
+}
+
+TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
+    bool ok = false;
+    // "Hell" "o Wo" "rld!", each group reversed.
+    EXPECT_EQ(decode85("87cURD]i,\"Ebo80~>", &ok), "lleHoW o!dlr");
+    EXPECT_TRUE(ok);
+    // "Hello world": the last group "Ebo7" rounds up to 0x726C6400 + 18 and gives its three low
+    // bytes, 0x12 'd' 'l'.
+    EXPECT_EQ(decode85("87cURD]j7BEbo7~>"), std::string("lleHow o\x12"
+                                                        "dl"));
+    // "A" is "5l": 20 * 85^4 + 75 * 85^3 + 85^3 = 0x41028C30, whose low byte is '0'.
+    EXPECT_EQ(decode85("5l~>"), "0");
+    EXPECT_EQ(decode85("s8W-!~>"), "\xff\xff\xff\xff");
+    EXPECT_EQ(decode85("z \0\b\t\n\f\r\x7f z~>"s), std::string(8, '\0'));
+    EXPECT_EQ(decode85("~>"), "");
+    EXPECT_EQ(decode85("87cUR~>ignored"), "lleH");
+    // No end mark: what was decoded stands, the incomplete group is dropped.
+    EXPECT_EQ(decode85("87cURD]i", &ok), "lleH");
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(decode85("", &ok), "");
+    EXPECT_TRUE(ok);
+
+    std::string raw = fixture("a85-random.bin");
+    std::string expected;
+    for (size_t i = 0; i + 4 <= raw.size(); i += 4)
+        expected.append(raw.rbegin() + static_cast<long>(raw.size() - i - 4),
+                        raw.rbegin() + static_cast<long>(raw.size() - i));
+    EXPECT_EQ(decode85(fixture("a85-random.txt"), &ok), expected);
+    EXPECT_TRUE(ok);
+}
+
+TEST(KPPDFFilterASCII85, RejectsMalformedText) {
+    LogCapture log;
+    bool ok = true;
+    EXPECT_EQ(decode85("87z~>", &ok), "");
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(log.take(), std::vector<std::string>{"ASCII85Decode: z inside ascii85 5-tuple"});
+
+    // Scanning goes on after a bad byte, so every bad byte is reported.
+    EXPECT_EQ(decode85("87cUR\x80v~>", &ok), "");
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(log.take(),
+              (std::vector<std::string>{"ASCII85Decode: bad character in ascii85 region: 0200",
+                                        "ASCII85Decode: bad character in ascii85 region: 0166"}));
+
+    for (const char* text : {"87cUR~x", "<~87cUR~>", "87cUR~"}) {
+        EXPECT_EQ(decode85(text, &ok), "") << text;
+        EXPECT_FALSE(ok);
+        EXPECT_EQ(log.take(),
+                  std::vector<std::string>{"ASCII85Decode: ~ without > in ascii85 section"});
+    }
+    // The ">" lies just past the given length and must not be seen.
+    std::string out;
+    EXPECT_FALSE(KPPDFStreamDecode85(bytes(std::string("87cUR~>")), 6, &out));
+    EXPECT_EQ(log.take().size(), 1u);
+}
+
+namespace {
+
+// PNG row filters written out independently of the decoder, from the original samples.
+std::string pngEncode(const std::string& image, size_t rowLength, size_t pixel,
+                      const std::vector<int>& types) {
+    std::string out;
+    for (size_t r = 0; r * rowLength < image.size(); ++r) {
+        int type = types[r % types.size()];
+        out += static_cast<char>(type);
+        for (size_t i = 0; i < rowLength; ++i) {
+            auto at = [&](size_t row, size_t col) -> int {
+                return static_cast<uint8_t>(image[row * rowLength + col]);
+            };
+            int a = i >= pixel ? at(r, i - pixel) : 0;
+            int b = r > 0 ? at(r - 1, i) : 0;
+            int c = r > 0 && i >= pixel ? at(r - 1, i - pixel) : 0;
+            int p = a + b - c;
+            int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+            int predicted[] = {0, a, b, (a + b) / 2, pa <= pb && pa <= pc ? a : (pb <= pc ? b : c)};
+            out += static_cast<char>(at(r, i) - predicted[type]);
+        }
+    }
+    return out;
+}
+
+bool unpredict(int predictor, int colors, int bits, int columns, std::string* data) {
+    KPPDFPredictorParams params;
+    params.predictor = predictor;
+    params.colors = colors;
+    params.bitsPerComponent = bits;
+    params.columns = columns;
+    return KPPDFApplyPredictor(params, data);
+}
+
+} // namespace
+
+TEST(KPPDFFilterPredictor, PNGRowTypes) {
+    // Paeth by hand, one byte per pixel. Row 1 predicts from up (150) and then upper-left
+    // (p = 100 + 200 - 150 = 150); row 2 from up (100) and then left (p = 210 + 205 - 100 = 315,
+    // nearest to a = 210).
+    std::string data = "\x00\x96\xc8\x04\xce\x37\x04\x6e\x42"s;
+    ASSERT_TRUE(unpredict(10, 1, 8, 2, &data));
+    EXPECT_EQ(data, "\x96\xc8\x64\xcd\xd2\x14"s);
+
+    std::string image;
+    for (int i = 0; i < 6 * 7; ++i)
+        image += static_cast<char>(i * 37 % 251 + (i % 5) * 60);
+    for (int predictor = 10; predictor <= 15; ++predictor) {
+        std::string encoded = pngEncode(image, 6, 3, {0, 1, 2, 3, 4, 4, 3});
+        ASSERT_TRUE(unpredict(predictor, 3, 8, 2, &encoded));
+        EXPECT_EQ(encoded, image) << predictor;
+    }
+    // 16-bit samples use two-byte pixels; 1-bit ones still look one byte back.
+    std::string encoded = pngEncode(image, 6, 2, {3, 4, 1});
+    ASSERT_TRUE(unpredict(11, 1, 16, 3, &encoded));
+    EXPECT_EQ(encoded, image);
+    encoded = pngEncode(image, 6, 1, {4, 2, 3, 1});
+    ASSERT_TRUE(unpredict(15, 1, 1, 48, &encoded));
+    EXPECT_EQ(encoded, image);
+
+    // A short last row decodes as far as it goes; an unknown type is taken as None.
+    encoded = pngEncode(image, 6, 3, {4});
+    encoded.resize(encoded.size() - 4);
+    ASSERT_TRUE(unpredict(15, 3, 8, 2, &encoded));
+    EXPECT_EQ(encoded, image.substr(0, image.size() - 4));
+    LogCapture log;
+    encoded = "\x07\x01\x02"s;
+    ASSERT_TRUE(unpredict(15, 1, 8, 2, &encoded));
+    EXPECT_EQ(encoded, "\x01\x02");
+    EXPECT_EQ(log.take(),
+              std::vector<std::string>{"Predictor: unknown PNG filter type 7 in row 0"});
+}
+
+TEST(KPPDFFilterPredictor, TIFFPredictorAllDepths) {
+    std::string data = "\x0a\x14\x1e\x01\x02\x03\xff\x01\x00"s;
+    ASSERT_TRUE(unpredict(2, 3, 8, 3, &data));
+    EXPECT_EQ(data, "\x0a\x14\x1e\x0b\x16\x21\x0a\x17\x21"s);
+    // Two rows, each starting afresh: 0x0100, +0x00FF, +0xFF02 (wraps to 0x0101).
+    data = "\x01\x00\x00\xff\xff\x02\x01\x00\x00\xff\xff\x02"s;
+    ASSERT_TRUE(unpredict(2, 1, 16, 3, &data));
+    EXPECT_EQ(data, "\x01\x00\x01\xff\x01\x01\x01\x00\x01\xff\x01\x01"s);
+    // 1 bit: differences are exclusive-or; the six padding bits of each row stay as they were.
+    data = "\x98\xaa\x98\xaa"s;
+    ASSERT_TRUE(unpredict(2, 1, 1, 10, &data));
+    EXPECT_EQ(data, "\xef\x2a\xef\x2a"s);
+    // 2 bits, two colours: (1,2) (3,3) (2,1) -> (1,2) (0,1) (2,2).
+    data = "\x6f\x90"s;
+    ASSERT_TRUE(unpredict(2, 2, 2, 3, &data));
+    EXPECT_EQ(data, "\x61\xa0"s);
+    data = "\xf2\x30"s;
+    ASSERT_TRUE(unpredict(2, 1, 4, 3, &data));
+    EXPECT_EQ(data, "\xf1\x40"s);
+    // A short last row.
+    data = "\x0a\x14\x1e\x01\x02\x03\x05\x05"s;
+    ASSERT_TRUE(unpredict(2, 3, 8, 2, &data));
+    EXPECT_EQ(data, "\x0a\x14\x1e\x0b\x16\x21\x05\x05"s);
+}
+
+TEST(KPPDFFilterPredictor, FilesOfRealEncoders) {
+    struct Case {
+        const char* packed;
+        const char* expected;
+        KPPDFPredictorParams params;
+    };
+    for (const Case& c : {Case{"png-rows.flate", "png-rows.rgb", {15, 3, 8, 32}},
+                          Case{"tiff-rows.flate", "tiff-rows.rgb", {2, 3, 8, 32}},
+                          Case{"xref-stream.flate", "xref-stream.bin", {12, 1, 8, 4}}}) {
+        std::string data;
+        ASSERT_TRUE(flate(fixture(c.packed), &data)) << c.packed;
+        if (c.params.predictor == 15) {
+            std::set<int> types;
+            for (size_t i = 0; i < data.size(); i += 97)
+                types.insert(data[i]);
+            EXPECT_EQ(types, (std::set<int>{1, 2, 3, 4})) << "libpng chose other row filters";
+        }
+        ASSERT_TRUE(KPPDFApplyPredictor(c.params, &data));
+        EXPECT_TRUE(data == fixture(c.expected)) << c.packed;
+    }
+}
+
+TEST(KPPDFFilterPredictor, RejectsBadParameters) {
+    LogCapture log;
+    const std::string original = "\x01\x02\x03\x04"s;
+    std::string data = original;
+    EXPECT_TRUE(unpredict(1, 0, 3, 0, &data)); // no predictor: the other values do not matter
+    EXPECT_FALSE(unpredict(3, 1, 8, 1, &data));
+    EXPECT_FALSE(unpredict(16, 1, 8, 1, &data));
+    EXPECT_FALSE(unpredict(12, 0, 8, 1, &data));
+    EXPECT_FALSE(unpredict(12, 33, 8, 1, &data));
+    EXPECT_FALSE(unpredict(2, 1, 3, 1, &data));
+    EXPECT_FALSE(unpredict(2, 1, 32, 1, &data));
+    EXPECT_FALSE(unpredict(12, 1, 8, 0, &data));
+    EXPECT_FALSE(unpredict(12, 32, 16, 2147483647, &data));
+    EXPECT_EQ(data, original);
+    EXPECT_EQ(log.take(), (std::vector<std::string>{
+                              "Predictor: unsupported predictor 3",
+                              "Predictor: unsupported predictor 16",
+                              "Predictor: Colors 0 out of range",
+                              "Predictor: Colors 33 out of range",
+                              "Predictor: BitsPerComponent 3 not supported",
+                              "Predictor: BitsPerComponent 32 not supported",
+                              "Predictor: Columns 0 out of range",
+                              "Predictor: rows of 137438953408 bytes too long",
+                          }));
+}
+
+namespace {
+
+struct Decoded {
+    bool ok = false;
+    std::string samples;
+    int width = -1, height = -1, components = -1;
+};
+
+Decoded decodeJPEG(const std::string& jpeg) {
+    Decoded d;
+    d.ok = KPPDFDecodeDCT(bytes(jpeg), jpeg.size(), &d.samples, &d.width, &d.height, &d.components);
+    return d;
+}
+
+double meanError(const std::string& a, const std::string& b) {
+    EXPECT_EQ(a.size(), b.size());
+    double sum = 0;
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+        sum += std::abs(int(uint8_t(a[i])) - int(uint8_t(b[i])));
+    return a.empty() ? 0 : sum / double(a.size());
+}
+
+} // namespace
+
+TEST(KPPDFFilterDCT, DecodesJPEGsOfEveryKind) {
+    Decoded d = decodeJPEG(fixture("rgb.jpg"));
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(d.width, 13);
+    EXPECT_EQ(d.height, 7);
+    EXPECT_EQ(d.components, 3);
+    // Pillow decodes with the same library and default settings: the samples match exactly.
+    EXPECT_TRUE(d.samples == fixture("rgb.pixels"));
+
+    d = decodeJPEG(fixture("gray.jpg"));
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(d.samples, std::string(9 * 5, char(77)));
+    EXPECT_EQ(d.components, 1);
+
+    // Pillow stores CMYK inverted, the Adobe way, and the samples come back as stored.
+    d = decodeJPEG(fixture("cmyk.jpg"));
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(d.components, 4);
+    std::string inverted;
+    for (int i = 0; i < 64; ++i)
+        inverted += {char(55), char(205), char(255), char(245)};
+    EXPECT_LT(meanError(d.samples, inverted), 2);
+
+    d = decodeJPEG(fixture("progressive.jpg"));
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(d.width, 32);
+    EXPECT_EQ(d.height, 32);
+    EXPECT_EQ(d.components, 3);
+    EXPECT_TRUE(d.samples == fixture("progressive.pixels"));
+}
+
+TEST(KPPDFFilterDCT, DamagedJPEGsFailCleanly) {
+    LogCapture log;
+    std::string jpeg = fixture("rgb.jpg");
+    Decoded d = decodeJPEG(jpeg.substr(0, jpeg.size() * 2 / 3));
+    EXPECT_FALSE(d.ok);
+    EXPECT_TRUE(d.samples.empty());
+    EXPECT_EQ(d.width, -1);
+    EXPECT_EQ(log.take(), std::vector<std::string>{"DCTDecode: Premature end of JPEG file"});
+
+    for (std::string broken : {jpeg.substr(0, 40), std::string("GIF89a..."), std::string()}) {
+        EXPECT_FALSE(decodeJPEG(broken).ok);
+        EXPECT_EQ(log.take().size(), 1u);
+    }
+
+    // Start of frame: FF C0, length, precision, then height and width.
+    size_t sof = jpeg.find("\xff\xc0");
+    ASSERT_NE(sof, std::string::npos);
+    jpeg.replace(sof + 5, 4, "\xfd\xe8\xfd\xe8"); // 65000 x 65000
+    EXPECT_FALSE(decodeJPEG(jpeg).ok);
+    EXPECT_EQ(log.take(), std::vector<std::string>{
+                              "DCTDecode: image of 65000x65000 with 3 components too large"});
+}
+
+TEST(KPPDFFilterDCT, EncodeRoundTrip) {
+    for (int components : {1, 3, 4}) {
+        std::string pixels;
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 40; ++x)
+                for (int c = 0; c < components; ++c)
+                    pixels += char(x * 3 + y * 2 + c * 20);
+        std::string jpeg;
+        ASSERT_TRUE(KPPDFEncodeJPEG(bytes(pixels), 40, 30, components, 92, &jpeg));
+        Decoded d = decodeJPEG(jpeg);
+        ASSERT_TRUE(d.ok);
+        EXPECT_EQ(d.width, 40);
+        EXPECT_EQ(d.height, 30);
+        EXPECT_EQ(d.components, components);
+        EXPECT_LT(meanError(d.samples, pixels), 3) << components;
+    }
+    LogCapture log;
+    std::string jpeg;
+    EXPECT_FALSE(KPPDFEncodeJPEG(bytes(std::string(8, 'x')), 2, 2, 2, 90, &jpeg));
+    EXPECT_FALSE(KPPDFEncodeJPEG(nullptr, 2, 2, 1, 90, &jpeg));
+    EXPECT_EQ(log.take().size(), 2u);
+}
