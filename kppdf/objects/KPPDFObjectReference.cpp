@@ -9,6 +9,13 @@
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFColor.h"
 
+namespace {
+// A reference made for a table entry carries its target's position in its range, with length 0;
+// one read from text has the range of its own "N G R" (length > 0), which says nothing about
+// where the target is.
+uint32_t targetPosition(const KPPDFRange& range) { return range.length == 0 ? range.location : 0; }
+} // namespace
+
 KPPDFObjectReference::KPPDFObjectReference() {
     objectType_ = KPPDFObjectTypeReference;
     direct_ = false;
@@ -66,7 +73,7 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
         return nullptr;
     resolving_ = true;
     KPPDFRef<KPPDFObject> target;
-    if (dataRange_.location == 0) {
+    if (targetPosition(dataRange_) == 0) {
         KPPDFRef<KPPDFObject> entry = document_->objectWithNumber(objectNumber_, generation_);
         if (entry && entry.get() != this) {
             if (KPPDFObjectReference* placeholder = entry->asReference();
@@ -75,7 +82,7 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
                 // against an object that needs itself to be read (a stream whose Length is
                 // its own reference).
                 target = placeholder->resolvedObject();
-                if (target && placeholder->dataRange_.location)
+                if (target && targetPosition(placeholder->dataRange_))
                     document_->setObject(target, objectNumber_, placeholder->generation_);
             } else if (KPPDFObjectReference* other = entry->asReference()) {
                 target = other->value_;
@@ -84,8 +91,8 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
             }
         }
     }
-    if (!target && dataRange_.location != 0)
-        target = document_->objectAtOffset(dataRange_.location);
+    if (!target && targetPosition(dataRange_) != 0)
+        target = document_->objectAtOffset(targetPosition(dataRange_));
     resolving_ = false;
     if (!target)
         return nullptr;
