@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace std::string_literals;
@@ -76,9 +78,10 @@ bool flate(const std::string& in, std::string* out, size_t max = kKPPDFFilterFla
 } // namespace
 
 TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
+    std::minstd_rand generator(42);
     std::string random(70000, '\0');
-    for (size_t i = 0; i < random.size(); ++i)
-        random[i] = static_cast<char>((i * 2654435761u) >> 13);
+    for (char& c : random)
+        c = static_cast<char>(generator());
     for (const std::string& plain : {std::string(), std::string("q"), sampleText(5000), random}) {
         std::string packed = deflate(plain);
         EXPECT_LE(packed.size(), KPPDFDeflateBound(static_cast<uint32_t>(plain.size())));
@@ -184,8 +187,7 @@ TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
     EXPECT_TRUE(ok);
     // "Hello world": the last group "Ebo7" rounds up to 0x726C6400 + 18 and gives its three low
     // bytes, 0x12 'd' 'l'.
-    EXPECT_EQ(decode85("87cURD]j7BEbo7~>"), std::string("lleHow o\x12"
-                                                        "dl"));
+    EXPECT_EQ(decode85("87cURD]j7BEbo7~>"), "lleHow o\x12"s + "dl");
     // "A" is "5l": 20 * 85^4 + 75 * 85^3 + 85^3 = 0x41028C30, whose low byte is '0'.
     EXPECT_EQ(decode85("5l~>"), "0");
     EXPECT_EQ(decode85("s8W-!~>"), "\xff\xff\xff\xff");
@@ -201,8 +203,7 @@ TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
     std::string raw = fixture("a85-random.bin");
     std::string expected;
     for (size_t i = 0; i + 4 <= raw.size(); i += 4)
-        expected.append(raw.rbegin() + static_cast<long>(raw.size() - i - 4),
-                        raw.rbegin() + static_cast<long>(raw.size() - i));
+        expected += {raw[i + 3], raw[i + 2], raw[i + 1], raw[i]};
     EXPECT_EQ(decode85(fixture("a85-random.txt"), &ok), expected);
     EXPECT_TRUE(ok);
 }
