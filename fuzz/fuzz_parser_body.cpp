@@ -1,0 +1,137 @@
+// Object parser in file-body mode. The input is a document's bytes: the object at offset 1 and
+// the one at the offset named by the first byte are parsed, and then everything lazy about them
+// is forced: arrays and dictionaries parse, references resolve into the input through a small
+// object table, streams decode, and the results are written, copied and walked.
+//
+// Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
+// objects 1 to 4 (two bytes each, big-endian, modulo the input length).
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObject.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/platform/KPPDFAttributedString.h"
+#include "kppdf/platform/KPPDFData.h"
+#include "kppdf/platform/KPPDFLog.h"
+
+namespace {
+// Numbers 1 to kTableObjects get a table entry whose position comes from the input.
+constexpr uint32_t kTableObjects = 4;
+// The walk stops this deep; parsing already refuses deeper nesting, so this only bounds
+// chains that go through references.
+constexpr int kMaxWalkDepth = 300;
+
+void walk(const KPPDFRef<KPPDFObject>& object, KPPDFVisitedSet& seen, int depth) {
+    if (!object || depth > kMaxWalkDepth || !seen.insert(object.get()).second)
+        return;
+    switch (object->objectType()) {
+    case KPPDFObjectTypeArray: {
+        // A copy of the list: resolving may not edit it, but the walk must not depend on that.
+        KPPDFObjectList elements = object->asArray()->value();
+        for (auto& element : elements)
+            walk(element, seen, depth + 1);
+        break;
+    }
+    case KPPDFObjectTypeDictionary: {
+        KPPDFObjectDictionary* dictionary = object->asDictionary();
+        KPPDFObjectMap entries = dictionary->value();
+        for (auto& [key, entry] : entries)
+            walk(entry, seen, depth + 1);
+        dictionary->resolvedObjectForKey("Type");
+        dictionary->objectFromAncestorsForKey("Resources");
+        break;
+    }
+    case KPPDFObjectTypeStream: {
+        KPPDFObjectStream* stream = object->asStream();
+        walk(stream->dictionary(), seen, depth + 1);
+        stream->rawData();
+        stream->decodedData();
+        break;
+    }
+    case KPPDFObjectTypeString: {
+        KPPDFObjectString* string = object->asString();
+        string->value();
+        string->stringValue();
+        string->stringData();
+        break;
+    }
+    case KPPDFObjectTypeName:
+        object->asName()->decodedValue();
+        break;
+    case KPPDFObjectTypeReference:
+    case KPPDFObjectTypeUnknown:
+        walk(KPPDFObject::resolve(object), seen, depth + 1);
+        break;
+    default:
+        break;
+    }
+}
+
+void exercise(const KPPDFRef<KPPDFObject>& object) {
+    if (!object)
+        return;
+    // Written once unparsed (the byte-for-byte path) and once after everything was forced.
+    object->directObject();
+    KPPDFVisitedSet seen;
+    walk(object, seen, 0);
+    object->directObject();
+    object->indirectObject();
+    object->attributedObject();
+    object->description();
+    if (KPPDFRef<KPPDFObject> copy = object->copy()) {
+        copy->directObject();
+        copy->isEqual(*object);
+    }
+    KPPDFVisitedSet visited;
+    for (auto& subobject : object->subobjects(visited))
+        if (subobject)
+            subobject->directObject();
+    KPPDFMarkBytes marks;
+    object->markSubobjects(marks);
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    static const bool quiet = [] {
+        KPPDFSetLogHandler([](const std::string&) {});
+        return true;
+    }();
+    (void)quiet;
+    if (size < 2)
+        return 0;
+
+    KPPDFData data = KPPDFData::dataWithBytes(bytes, size);
+    KPPDFDocument document;
+    document.setDocData(data);
+    if (size >= 2 * kTableObjects) {
+        for (uint32_t number = 1; number <= kTableObjects; number++) {
+            size_t at = size - 2 * number;
+            uint32_t position = static_cast<uint32_t>((bytes[at] << 8 | bytes[at + 1]) % size);
+            // Both kinds of entry a cross-reference loader leaves: a reference that knows its
+            // target's position, and an untyped object over the target's bytes.
+            if (number % 2) {
+                document.setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                                       number, 0, &document, position),
+                                   number, 0);
+            } else {
+                auto placeholder = std::make_shared<KPPDFObject>();
+                placeholder->setDocument(&document);
+                placeholder->setDataRange({position, 0});
+                document.setObject(placeholder, number, 0);
+            }
+        }
+    }
+
+    KPPDFRef<KPPDFObject> first = document.objectAtOffset(1);
+    exercise(first);
+    KPPDFRef<KPPDFObject> second = document.objectAtOffset(bytes[0], data, false, false);
+    exercise(second);
+    return 0;
+}
