@@ -14,6 +14,7 @@ class KPPDFTrailer;
 class KPPDFPage;
 class KPPDFOutline;
 class KPPDFDestination;
+class KPPDFFont;
 
 // Results of opening a document.
 enum : int32_t {
@@ -164,6 +165,13 @@ public:
     // Runs RC4 over bytes in place with the key of one object. False without a key.
     bool cryptBytes(std::string& bytes, uint32_t number, uint32_t generation) const;
 
+    // ---- Fonts shared by the pages (KPPDFDocumentFonts.cpp) ----
+    // Adds a font to the document's list (null is ignored); the list keeps it.
+    void addFont(const KPPDFRef<KPPDFFont>& font);
+    // The first listed font whose font dictionary is the same object; null when none is.
+    KPPDFRef<KPPDFFont> lookupFont(const KPPDFRef<KPPDFObjectDictionary>& fontDictionary) const;
+    const std::vector<KPPDFRef<KPPDFFont>>& docFonts() const { return docFonts_; }
+
     // ---- Security (KPPDFDocumentSecurity.cpp) ----
     const KPPDFRef<KPPDFObjectDictionary>& encryptDictionary() const { return encryptDictionary_; }
     bool isOwner() const { return isOwner_; }
@@ -199,4 +207,6 @@ protected:
     KPPDFRef<KPPDFObjectDictionary> encryptDictionary_;
     bool isOwner_ = false;
     int32_t accessPermissions_ = -4;
+
+    std::vector<KPPDFRef<KPPDFFont>> docFonts_;
 };

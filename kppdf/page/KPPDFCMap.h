@@ -13,8 +13,8 @@ class KPPDFObjectStream;
 
 // A character map from codes to UTF-16 code units: a font's ToUnicode stream or a registry
 // CMap (ISO 32000-1, sections 9.7.5 and 9.10.3). Only the bfchar and bfrange blocks are read,
-// with four hex digits per source code and the first code unit of each destination; that is
-// all the text code needs and it keeps the parser small.
+// one entry per line, with source codes of one or two bytes and the first code unit of each
+// destination; that is all the text code needs and it keeps the parser small.
 class KPPDFCMap {
 public:
     // Entry counts above this in a "beginbfchar"/"beginbfrange" line are clipped to it; ISO
@@ -35,11 +35,12 @@ public:
     // The same by CMap name ("Adobe-Japan1-UCS2"); empty when the file is missing.
     static KPPDFRef<KPPDFCMap> cmapWithName(const std::string& name);
 
-    // Adds the bfchar and bfrange entries of a CMap's text to this map. Malformed lines are
-    // skipped; the text is never read out of its bounds.
+    // Adds the bfchar and bfrange entries of a CMap's text to this map. Source codes have one
+    // to four hex digits; longer destinations keep their first code unit; an array destination
+    // of a range is read from its first element on. Malformed lines are skipped.
     void processCMapString(std::string_view text);
-    // The value of four hex digits at p (folded to upper case, not validated, as the CMap
-    // files this reads always carry valid digits); p must point at four readable bytes.
+    // The value of the four hex digits at p (either case); other characters are not checked,
+    // so callers validate first. p must point at four readable bytes.
     static uint16_t getTwoByteHexChar(const char* p);
 
     // The code's destination as 2 bytes of big-endian UTF-16; empty when unmapped.
@@ -62,10 +63,12 @@ private:
         uint32_t length; // codes low .. low + length - 1
         uint16_t destination;
     };
-    // Sorts the single-code entries for binary search; later duplicates give way to earlier
-    // ones so that a lookup finds the first entry read.
+    // Sorts the single-code entries for binary search (a later entry for a code replaces an
+    // earlier one) and indexes the ranges.
     void sortEntries();
 
-    std::vector<BFChar> bfChars_; // sorted by code after processCMapString
+    std::vector<BFChar> bfChars_;   // sorted by code, one entry per code
     std::vector<BFRange> bfRanges_; // in the order read: the first match wins
+    std::vector<BFRange> sortedRanges_; // by low code, searched when they do not overlap
+    bool rangesDisjoint_ = true;
 };

@@ -1,6 +1,7 @@
 #pragma once
 #include <array>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -80,12 +81,13 @@ public:
     // Ascent and descent per unit font size (descent is negative); computed once.
     float ascent();
     float descent();
-    // The descriptor's Flags; 0 without a descriptor.
+    // The descriptor's Flags (a composite font's from its descendant); 0 without a descriptor.
     uint32_t descriptorFlags() const;
-    // The text the bytes of a shown string stand for, in UTF-8.
+    // The text the bytes of a shown string stand for, in UTF-8, one character per code: one-byte
+    // codes through the CMap where it maps them, else the encoding table (0 where it defines
+    // nothing); two-byte codes through the CMap, else taken as UTF-16 themselves.
     std::string stringForData(std::string_view data) const;
-    // The ToUnicode/registry CMap's 2-byte big-endian UTF-16 for a code; empty without a CMap
-    // or a mapping.
+    // The CMap's 2-byte big-endian UTF-16 for a code; empty without a CMap or a mapping.
     std::string dataForGlyph(uint16_t code) const;
 
     bool isTwoByte() const { return isTwoByte_; }
@@ -105,7 +107,8 @@ public:
     const kppdf_tables::KPPDFStandardFontMetrics* fontForWidths() const { return fontForWidths_; }
     // 256 UTF-16 code units by byte code; null for two-byte fonts and fonts without a table.
     const uint16_t* encodingTable() const { return encodingTable_; }
-    // The ToUnicode or registry CMap; null when the font has none.
+    // The font's ToUnicode map, or for a composite font without one its registry CMap; null
+    // when there is neither.
     const KPPDFRef<KPPDFCMap>& cmap() const { return cmap_; }
     // The descendant font's W array (composite fonts); null when absent.
     const KPPDFRef<KPPDFObjectArray>& w() const { return w_; }
@@ -117,14 +120,27 @@ public:
     std::string description() const;
 
 private:
+    // One run of a W array: codes first..last take one width, or consecutive entries of
+    // listWidths_ from listStart on.
+    struct WidthRun {
+        int64_t first;
+        int64_t last;
+        float width;
+        uint32_t listStart;
+        bool isList;
+    };
+
     void readEncoding();
-    void applyDifferences(const KPPDFRef<KPPDFObjectArray>& differences);
+    void applyDifferences(KPPDFObjectArray& differences);
     void setupWidths();
     void setupCIDWidths();
     void setupCMap();
-    // The standard font that measures a simple font without widths of its own.
+    // The first descendant of a composite font; null for other fonts.
+    KPPDFRef<KPPDFObjectDictionary> descendantFont() const;
+    // The standard font that measures a simple font the file gives no widths for.
     const kppdf_tables::KPPDFStandardFontMetrics* substituteFont() const;
-    float cidWidth(uint32_t code);
+    float standardWidth(uint32_t unicode) const;
+    float cidWidth(uint32_t code) const;
     float metric(bool wantAscent);
 
     KPPDFRef<KPPDFObjectDictionary> fontDictionary_;
@@ -142,10 +158,17 @@ private:
     std::array<uint16_t, 256> encodingTableData_{};
     const uint16_t* encodingTable_ = nullptr; // a shared table or encodingTableData_
     KPPDFRef<KPPDFObjectArray> w_;
+    std::vector<WidthRun> widthRuns_;
+    std::vector<float> listWidths_;
+    bool widthRunsSorted_ = true; // ascending and disjoint, so a binary search finds the match
     float dw_ = 0;
     bool isTwoByte_ = false;
     KPPDFRef<KPPDFCMap> cmap_;
     bool isVerticalMode_ = false;
-    // A simple font's ToUnicode map, consulted before the encoding table.
-    KPPDFRef<KPPDFCMap> toUnicode_;
 };
+
+// Font name to the standard font name it stands for; every standard name maps to itself.
+// Built once, never freed.
+const std::map<std::string, std::string, std::less<>>& KPPDFFontNormalizedNames();
+// Standard font name to its four-letter abbreviation ("Times-Italic" -> "TiOb").
+const std::map<std::string, std::string, std::less<>>& KPPDFFontStdAbbreviations();
