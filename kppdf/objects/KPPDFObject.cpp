@@ -96,8 +96,9 @@ KPPDFRef<KPPDFObject> KPPDFObject::resolve(const KPPDFRef<KPPDFObject>& object) 
     // A reference may lead to another reference; follow a short chain, never a cycle.
     for (int i = 0; current && i < kMaxReferenceChain; i++) {
         KPPDFRef<KPPDFObject> target = current->resolveTarget();
+        // No target means "this object" for anything but a reference, which then leads nowhere.
         if (!target)
-            return current;
+            return current->objectType() == KPPDFObjectTypeReference ? nullptr : current;
         if (target == current)
             return current;
         current = std::move(target);
