@@ -1,22 +1,30 @@
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
 
-#include <string_view>
+#include <cstring>
 
 #include "kppdf/objects/KPPDFCharLookup.h"
 
 namespace {
 // A keyword counts only as a token of its own: not the tail of a longer name like /Livestream.
-size_t findKeyword(std::string_view text, std::string_view keyword, size_t from, size_t to) {
-    while (from < to) {
-        size_t hit = text.find(keyword, from);
-        if (hit == std::string_view::npos || hit > to)
-            return std::string_view::npos;
-        uint8_t before = hit ? static_cast<uint8_t>(text[hit - 1]) : ' ';
-        if (KPPDFIsWhitespace(before) || KPPDFIsDelimiter(before))
-            return hit;
-        from = hit + 1;
+bool startsToken(const char* base, uint64_t at) {
+    uint8_t before = at ? static_cast<uint8_t>(base[at - 1]) : ' ';
+    return KPPDFIsWhitespace(before) || KPPDFIsDelimiter(before);
+}
+
+// The first byte after the literal string that opens at p (ISO 32000-1, 7.3.4.2: balanced
+// parentheses, backslash escapes), or length when it is not closed.
+uint64_t skipLiteralString(const char* base, uint64_t p, uint64_t length) {
+    int depth = 0;
+    while (p < length) {
+        char c = base[p++];
+        if (c == '\\')
+            p++;
+        else if (c == '(')
+            depth++;
+        else if (c == ')' && --depth == 0)
+            return p;
     }
-    return std::string_view::npos;
+    return length;
 }
 } // namespace
 
@@ -24,19 +32,26 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
     uint64_t length = data.length();
     if (length < 6 || offset + 1 > length - 6)
         return static_cast<uint32_t>(length > offset ? length - offset : 0);
-    std::string_view text(data.chars(), length);
+    const char* base = data.chars();
     // A keyword may start at most six bytes before the end.
-    size_t last = length - 6;
-    size_t from = offset + 1;
-    size_t hit = findKeyword(text, "endobj", from, last);
-    if (stopAtStream) {
-        // Look for "stream" only before the "endobj" found, so a file of many dictionaries and
-        // few streams is not scanned again and again.
-        size_t stream = findKeyword(text, "stream", from, hit == std::string_view::npos ? last : hit);
-        if (stream != std::string_view::npos)
-            hit = stream;
+    const uint64_t last = length - 6;
+    uint64_t p = offset + 1;
+    while (p <= last) {
+        char c = base[p];
+        // The keywords may stand in a string ("(stream of text)") or a comment; neither ends
+        // the object.
+        if (c == '(') {
+            p = skipLiteralString(base, p, length);
+        } else if (c == '%') {
+            while (p < length && base[p] != '\r' && base[p] != '\n')
+                p++;
+        } else if (((c == 'e' && std::memcmp(base + p, "endobj", 6) == 0) ||
+                    (stopAtStream && c == 's' && std::memcmp(base + p, "stream", 6) == 0)) &&
+                   startsToken(base, p)) {
+            return static_cast<uint32_t>(p - offset);
+        } else {
+            p++;
+        }
     }
-    if (hit == std::string_view::npos)
-        return static_cast<uint32_t>(last - offset);
-    return static_cast<uint32_t>(hit - offset);
+    return static_cast<uint32_t>(last - offset);
 }
