@@ -107,7 +107,10 @@ bool KPPDFObjectArray::parse() {
         // Elements report their length from their first token; whitespace and comments before
         // it were skipped by the parser, so advance from where the token really started.
         position = element->dataRange().location + element->rawLength();
+        bool endsOpen = KPPDFContainerEndsOpen(*element, data, position);
         list_.push_back(std::move(element));
+        if (endsOpen)
+            break;
     }
     (void)closed;
     rawLength_ = static_cast<uint32_t>(position - offset_);

@@ -144,7 +144,10 @@ bool KPPDFObjectDictionary::parse() {
         }
         entry->setContainer(this);
         position = entry->dataRange().location + entry->rawLength();
+        bool endsOpen = KPPDFContainerEndsOpen(*entry, data, position);
         map_.insert_or_assign(std::move(key), std::move(entry));
+        if (endsOpen)
+            break;
     }
     rawLength_ = static_cast<uint32_t>(position - offset_);
     return true;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "kppdf/objects/KPPDFCharLookup.h"
+#include "kppdf/objects/KPPDFObject.h"
 
 namespace {
 // A keyword counts only as a token of its own: not the tail of a longer name like /Livestream.
@@ -54,4 +55,18 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
         }
     }
     return static_cast<uint32_t>(last - offset);
+}
+
+bool KPPDFContainerEndsOpen(const KPPDFObject& object, const KPPDFData& data, uint64_t end) {
+    if (end > data.length())
+        return true;
+    const char* base = data.chars();
+    switch (object.objectType()) {
+    case KPPDFObjectTypeArray:
+        return end < 1 || base[end - 1] != ']';
+    case KPPDFObjectTypeDictionary:
+        return end < 2 || base[end - 1] != '>' || base[end - 2] != '>';
+    default:
+        return false;
+    }
 }
