@@ -78,8 +78,10 @@ KPPDFRef<KPPDFObject> KPPDFDocument::parseObject(KPPDFDocument* document, uint64
     case '(':
     case '<': {
         // A string belongs to the document (and may have to be decrypted) only when it is read
-        // from the document's own bytes in the file body.
-        KPPDFDocument* owner = !directOnly && document && data.sharesStorageWith(document->docData())
+        // from the document's own bytes in the file body; a slice of them has other offsets.
+        KPPDFDocument* owner = !directOnly && document &&
+                                       data.bytes() == document->docData().bytes() &&
+                                       data.length() == document->docData().length()
                                    ? document
                                    : nullptr;
         if (c == '(')
