@@ -8,6 +8,7 @@
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
+#include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFLog.h"
 
@@ -219,9 +220,13 @@ KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::mergeWithDictionary(
 }
 
 bool KPPDFObjectDictionary::appendDirectObject(std::string& out) {
+    if (!parsed_ && !objectData_.isNull() && KPPDFLazyObjectNeedsParse(document_))
+        parse();
     if (!parsed_ && !objectData_.isNull()) {
         uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
-        out.append(objectData_.chars() + offset_, static_cast<size_t>(end - offset_));
+        KPPDFAppendUntouchedObject(
+            std::string_view(objectData_.chars() + offset_, static_cast<size_t>(end - offset_)),
+            document_, out);
         return true;
     }
     out.append("<< ");

@@ -6,6 +6,7 @@
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
+#include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFColor.h"
 
@@ -121,6 +122,15 @@ bool KPPDFObjectReference::isEqual(const KPPDFObject& other) const {
 bool KPPDFObjectReference::appendDirectObject(std::string& out) {
     uint32_t number = value_ ? value_->objectNumber() : objectNumber_;
     uint32_t generation = value_ ? value_->generation() : generation_;
+    if (KPPDFWriteContext* context = KPPDFWriteContext::current()) {
+        // In a new file the target has a new number; a target that is not written (or not
+        // there at all) makes the reference a null, as ISO 32000-1, 7.3.10 reads it anyway.
+        KPPDFRef<KPPDFObject> target = value_ ? value_ : resolvedObject();
+        if (!target || !context->numberForObject(target.get(), &number, &generation)) {
+            out.append("null");
+            return true;
+        }
+    }
     char buffer[32];
     char* p = buffer;
     KPPDFObjectUnsignedToStringInPlace(number, &p);

@@ -10,6 +10,7 @@
 #include "kppdf/objects/KPPDFObjectInteger.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFLog.h"
 
@@ -277,16 +278,25 @@ KPPDFRef<KPPDFObject> KPPDFObjectStream::resolvedObjectForKey(std::string_view k
 bool KPPDFObjectStream::appendDirectObject(std::string& out) {
     if (!dictionary_)
         return false;
-    const char* eol = document_ ? document_->EOL() : "\n";
-    size_t eolLength = document_ ? static_cast<size_t>(document_->EOLLength()) : 1;
+    KPPDFWriteContext* context = KPPDFWriteContext::current();
+    const char* eol = context ? context->eol : document_ ? document_->EOL() : "\n";
+    size_t eolLength = context ? std::strlen(context->eol)
+                               : document_ ? static_cast<size_t>(document_->EOLLength()) : 1;
     KPPDFData bytes = rawData();
     out.reserve(out.size() + bytes.length() + 128);
     if (!dictionary_->appendDirectObject(out))
         return false;
     out.append(eol, eolLength);
     out.append("stream\r\n");
-    if (document_ && !document_->encryptKey().empty() && document_->encryptionStatus() == 2 &&
-        objectNumber_) {
+    if (context && context->encryptingDocument && context->currentNumber) {
+        std::string data(bytes.view());
+        context->encryptingDocument->cryptBytes(data, context->currentNumber,
+                                                context->currentGeneration);
+        out.append(data);
+    } else if (context) {
+        out.append(bytes.view());
+    } else if (document_ && !document_->encryptKey().empty() &&
+               document_->encryptionStatus() == 2 && objectNumber_) {
         std::string encrypted(bytes.view());
         document_->cryptBytes(encrypted, objectNumber_, generation_);
         out.append(encrypted);

@@ -4,6 +4,7 @@
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFCharLookup.h"
+#include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFTextEncoding.h"
 
 namespace {
@@ -290,25 +291,24 @@ std::string KPPDFObjectString::stringData() {
 
 bool KPPDFObjectString::appendDirectObject(std::string& out) {
     std::string bytes;
-    bool encrypted = false;
     uint32_t number = 0, generation = 0;
-    if (document_ && !document_->encryptKey().empty() && document_->encryptionStatus() == 2 &&
-        keyNumbers(&number, &generation)) {
-        value();
-        bytes = stringData();
-        document_->cryptBytes(bytes, number, generation);
-        stringData_ = bytes;
-        hasStringData_ = true;
-        decrypted_ = false;
-        encrypted = true;
-    } else if (hasStringData_ && !decrypted_) {
+    if (hasStringData_ && !decrypted_ && !(document_ && document_->encryptionStatus() == 1)) {
         // Still encrypted as read and the document will not decrypt it: keep the bytes.
         bytes = stringData_;
     } else {
         value();
         bytes = stringData();
     }
-    (void)encrypted;
+    // The stored value stays plain; only the text written is encrypted, so writing twice never
+    // encrypts twice.
+    if (KPPDFWriteContext* context = KPPDFWriteContext::current()) {
+        if (context->encryptingDocument && context->currentNumber)
+            context->encryptingDocument->cryptBytes(bytes, context->currentNumber,
+                                                    context->currentGeneration);
+    } else if (document_ && !document_->encryptKey().empty() &&
+               document_->encryptionStatus() == 2 && keyNumbers(&number, &generation)) {
+        document_->cryptBytes(bytes, number, generation);
+    }
     if (literal_) {
         out.reserve(out.size() + bytes.size() * 2 + 2);
         out.push_back('(');
