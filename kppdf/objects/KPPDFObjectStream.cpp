@@ -93,11 +93,11 @@ bool KPPDFObjectStream::readAtOffset(uint64_t offset, const KPPDFData& data) {
             dataLength = declared;
             end = p + 9;
             found = true;
-        } else {
-            KPPDFLog("endstream expected but not found");
         }
     }
     if (!found) {
+        // A Length that is missing, too small or too large: the keyword is searched for.
+        KPPDFLog("endstream expected but not found");
         size_t hit = text.find("endstream", start);
         if (hit == std::string_view::npos) {
             dataLength = length - start;
