@@ -3,12 +3,20 @@
 #include <cstdio>
 #include <vector>
 
+#include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/platform/KPPDFLog.h"
 
 KPPDFDocument::KPPDFDocument() = default;
 
-KPPDFDocument::~KPPDFDocument() { disconnectObjects(); }
+KPPDFDocument::~KPPDFDocument() {
+    disconnectObjects();
+    for (auto& object : retiredObjects_)
+        if (object)
+            object->disconnect();
+    if (trailer_)
+        trailer_->close();
+}
 
 void KPPDFDocument::disconnectObjects() {
     // Objects point at each other through cached references (a page and its parent), so the

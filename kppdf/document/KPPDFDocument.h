@@ -11,6 +11,7 @@ class KPPDFObjectArray;
 class KPPDFObjectDictionary;
 class KPPDFObjectStream;
 class KPPDFTrailer;
+class KPPDFCompressedObjects;
 class KPPDFPage;
 class KPPDFOutline;
 class KPPDFDestination;
@@ -23,6 +24,10 @@ enum : int32_t {
     KPPDFDocumentNotPDF = 2,         // header or cross-reference chain unusable
     KPPDFDocumentUnsupportedSecurity = 3,
 };
+
+// The 32-byte password padding of the Standard security handler (ISO 32000-1, 7.6.3.3,
+// algorithm 2, step a).
+extern const uint8_t KPPDFDocumentStandardEncryptPad[32];
 
 // A PDF document: its bytes, the object table that indirect references resolve through, and
 // the object parser that turns bytes at an offset into objects.
@@ -176,10 +181,44 @@ public:
     const KPPDFRef<KPPDFObjectDictionary>& encryptDictionary() const { return encryptDictionary_; }
     bool isOwner() const { return isOwner_; }
     int32_t accessPermissions() const { return accessPermissions_; }
+    // The password as 32 bytes (ISO 32000-1, 7.6.3.3, algorithm 2, step a): its first 32 bytes
+    // in Latin-1 (UTF-8 when it has other characters), then the standard padding.
+    static std::string fixPassword(std::string_view password);
+    // The file key for a password (algorithm 2, without the metadata step); padded: password is
+    // already 32 padded bytes. Empty without an encryption dictionary.
+    std::string computeKeyForPassword(std::string_view password, int32_t revision,
+                                      bool padded = false);
+    // The 32 bytes of "O" for an owner and a user password (algorithm 3).
+    std::string ownerValueFor(std::string_view ownerPassword, std::string_view userPassword,
+                              int32_t revision);
+    // The 32 bytes of "U" for a password (algorithms 4 and 5; revision 3 fills the last 16 with
+    // zeros, which are never compared); 32 zero bytes for other revisions.
+    std::string userValueFor(std::string_view password, int32_t revision, bool padded = false);
+    // Checks a password as owner, then as user password, of the Standard security handler with
+    // V 1 or 2. 0: accepted (the key is set, strings and streams decrypt themselves when read);
+    // 1: refused, nothing changed.
+    int32_t validatePassword(const std::string& password);
 
 protected:
+    friend class KPPDFTrailer;
+
     // Clears cached targets and back-links of every object the document reached.
     void disconnectObjects();
+    // Opening steps (KPPDFDocumentOpening.cpp): the cross-reference chain into the table (false
+    // when unusable), and the fresh file identifier.
+    bool readCrossReferences(uint64_t offset, bool hasXref);
+    void makeDocID();
+    // Moves the table's objects aside (kept alive, disconnected with the document), so that
+    // the table can be filled again from the same or new bytes.
+    void retireObjects();
+    // Reads the trailer chain again once the key is known, so that every string and stream is
+    // parsed anew and decrypts itself; the encryption dictionary keeps its plain strings.
+    void reloadForDecryption();
+    // Reads the trailer's "Encrypt" and tries the empty user password; returns the opening
+    // result (0, 1 password needed, 3 unsupported handler).
+    int32_t setUpSecurity();
+    // True for the Standard handler with V 1 or 2; revision gets "R" (2 when absent).
+    bool isStandardSecurity(int32_t* revision);
 
     std::string pdfVersion_;
     KPPDFData docData_;
@@ -207,6 +246,11 @@ protected:
     KPPDFRef<KPPDFObjectDictionary> encryptDictionary_;
     bool isOwner_ = false;
     int32_t accessPermissions_ = -4;
+
+    // Objects kept in object streams, made when the first one is found.
+    KPPDFRef<KPPDFCompressedObjects> compressedObjects_;
+    // Objects of an earlier reading of the table that callers may still hold.
+    std::vector<KPPDFRef<KPPDFObject>> retiredObjects_;
 
     std::vector<KPPDFRef<KPPDFFont>> docFonts_;
 };

@@ -74,9 +74,15 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
         return nullptr;
     resolving_ = true;
     KPPDFRef<KPPDFObject> target;
+    // The table's entry for our number; when that is this very placeholder it gives way to the
+    // parsed object below, and this pointer keeps us alive until we return.
+    KPPDFRef<KPPDFObject> entry = document_->objectWithNumber(objectNumber_, generation_);
     if (targetPosition(dataRange_) == 0) {
-        KPPDFRef<KPPDFObject> entry = document_->objectWithNumber(objectNumber_, generation_);
-        if (entry && entry.get() != this) {
+        if (entry.get() == this) {
+            // The table's own placeholder, without a file position: the object is kept in an
+            // object stream, and the document reads it from there (and takes our place).
+            target = document_->compressedObject(objectNumber_);
+        } else if (entry) {
             if (KPPDFObjectReference* placeholder = entry->asReference();
                 placeholder && !placeholder->value_) {
                 // A table placeholder: it parses the object at its position, and is guarded
@@ -102,6 +108,10 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
     target->setDocument(document_);
     target->setDirect(false);
     value_ = target;
+    // The document disconnects what its table holds when it goes away, so the object itself
+    // must be there, not only cached in a placeholder.
+    if (entry.get() == this && targetPosition(dataRange_) != 0)
+        document_->setObject(target, objectNumber_, generation_);
     return value_;
 }
 

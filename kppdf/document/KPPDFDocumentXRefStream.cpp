@@ -1,0 +1,206 @@
+// Cross-reference streams and object streams (ISO 32000-1, 7.5.7 and 7.5.8).
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/KPPDFTrailer.h"
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
+#include "kppdf/document/internal/KPPDFXRefSyntax.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/platform/KPPDFLog.h"
+
+namespace {
+// A field of a cross-reference stream entry is at most this many bytes wide (a 64-bit value).
+constexpr uint32_t kMaxFieldWidth = 8;
+// Object streams whose loading needs another object stream first, nested deeper than this, are
+// refused (a stream's Length kept in another object stream, and so on).
+constexpr int kMaxObjectStreamNesting = 16;
+
+thread_local int objectStreamNesting = 0;
+
+bool nonNegativeInteger(const KPPDFRef<KPPDFObject>& object, uint64_t* value) {
+    if (!object || object->objectType() != KPPDFObjectTypeInteger || object->longLongValue() < 0)
+        return false;
+    *value = static_cast<uint64_t>(object->longLongValue());
+    return true;
+}
+
+// Decodes an object stream and reads its header into index.
+bool loadObjectStream(KPPDFDocument& document, KPPDFCompressedObjects& cache, uint32_t streamNumber,
+                      KPPDFCompressedObjects::StreamIndex& index) {
+    KPPDFCompressedObjects::Location nested;
+    if (cache.location(streamNumber, &nested)) {
+        KPPDFLog("Object stream %u is itself kept in an object stream", streamNumber);
+        return false;
+    }
+    auto stream = KPPDFResolve<KPPDFObjectStream>(document.objectWithNumber(streamNumber));
+    KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
+    uint64_t count = 0, first = 0;
+    if (!dictionary || !dictionary->hasName("Type", "ObjStm") ||
+        !nonNegativeInteger(dictionary->resolvedObjectForKey("N"), &count) ||
+        !nonNegativeInteger(dictionary->resolvedObjectForKey("First"), &first)) {
+        KPPDFLog("Object %u is not an object stream", streamNumber);
+        return false;
+    }
+    KPPDFData data = stream->decodedData();
+    if (!KPPDFCompressedObjects::readHeader(data, count, first, &index.entries)) {
+        KPPDFLog("Object stream %u has a malformed header", streamNumber);
+        return false;
+    }
+    index.data = data.isNull() ? KPPDFData(std::string()) : data;
+    return true;
+}
+
+uint64_t readField(const uint8_t* bytes, uint32_t width) {
+    uint64_t value = 0;
+    for (uint32_t i = 0; i < width; i++)
+        value = (value << 8) | bytes[i];
+    return value;
+}
+} // namespace
+
+bool KPPDFTrailer::readStream(uint64_t offset) {
+    const KPPDFData& data = document_->docData();
+    KPPDFXRefSyntax::ObjectHeader header;
+    if (!KPPDFXRefSyntax::readObjectHeader(data, offset, &header)) {
+        KPPDFLog("No cross-reference section at offset %llu", static_cast<unsigned long long>(offset));
+        return false;
+    }
+    offset_ = offset;
+    auto stream = KPPDFCast<KPPDFObjectStream>(
+        KPPDFDocument::parseObject(document_, header.position, data, false, false));
+    KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
+    if (!dictionary || !dictionary->hasName("Type", "XRef")) {
+        KPPDFLog("Object %u at offset %llu is not a cross-reference stream", header.number,
+                 static_cast<unsigned long long>(offset));
+        return false;
+    }
+    auto widths = dictionary->resolvedObjectForKey<KPPDFObjectArray>("W");
+    bool widthsUsable = widths && widths->count() == 3;
+    uint64_t entryWidth = 0;
+    for (size_t i = 0; widthsUsable && i < 3; i++) {
+        uint64_t width = 0;
+        widthsUsable = nonNegativeInteger(widths->resolvedObjectAtIndex(i), &width) &&
+                       width <= kMaxFieldWidth;
+        widths_[i] = static_cast<uint32_t>(width);
+        entryWidth += width;
+    }
+    if (!widthsUsable || entryWidth == 0) {
+        KPPDFLog("Cross-reference stream at offset %llu has no usable W",
+                 static_cast<unsigned long long>(offset));
+        return false;
+    }
+    uint64_t size = 0;
+    if (!nonNegativeInteger(dictionary->resolvedObjectForKey("Size"), &size)) {
+        KPPDFLog("Cross-reference stream at offset %llu has no Size",
+                 static_cast<unsigned long long>(offset));
+        return false;
+    }
+    KPPDFObjectList pairs;
+    if (auto index = dictionary->resolvedObjectForKey<KPPDFObjectArray>("Index")) {
+        pairs = index->value();
+    } else {
+        pairs.push_back(KPPDFObjectInteger::integerWithLongLong(0));
+        pairs.push_back(KPPDFObjectInteger::integerWithLongLong(static_cast<long long>(size)));
+    }
+    entryData_ = stream->decodedData();
+    uint64_t available = entryData_.length() / entryWidth;
+    uint64_t total = 0;
+    for (size_t i = 0; i + 1 < pairs.size(); i += 2) {
+        uint64_t first = 0, count = 0;
+        if (!nonNegativeInteger(KPPDFObject::resolve(pairs[i]), &first) ||
+            !nonNegativeInteger(KPPDFObject::resolve(pairs[i + 1]), &count) ||
+            first + count > KPPDFDocument::kMaxObjectNumber + 1ull || count > available - total) {
+            KPPDFLog("Cross-reference stream at offset %llu: Index does not match its data",
+                     static_cast<unsigned long long>(offset));
+            return false;
+        }
+        xrefRanges_.push_back({static_cast<uint32_t>(first), static_cast<uint32_t>(count)});
+        rangeOffsets_.push_back(static_cast<int64_t>(total * entryWidth));
+        total += count;
+    }
+    if (pairs.size() % 2) {
+        KPPDFLog("Cross-reference stream at offset %llu: Index has an odd length",
+                 static_cast<unsigned long long>(offset));
+        return false;
+    }
+    trailerDictionary_ = std::move(dictionary);
+    return true;
+}
+
+bool KPPDFTrailer::setupStream() {
+    const uint8_t* bytes = entryData_.bytes();
+    uint32_t entryWidth = widths_[0] + widths_[1] + widths_[2];
+    for (size_t k = 0; k < xrefRanges_.size(); k++) {
+        const uint8_t* entry = bytes + rangeOffsets_[k];
+        for (uint32_t i = 0; i < xrefRanges_[k].length; i++, entry += entryWidth) {
+            // A missing type field means type 1 (ISO 32000-1, table 17).
+            uint64_t type = widths_[0] ? readField(entry, widths_[0]) : 1;
+            uint64_t second = readField(entry + widths_[0], widths_[1]);
+            uint64_t third = readField(entry + widths_[0] + widths_[1], widths_[2]);
+            uint32_t number = xrefRanges_[k].location + i;
+            if (type == 1 && second != 0) {
+                uint32_t generation = static_cast<uint32_t>(std::min<uint64_t>(third, UINT32_MAX));
+                if (!enterObjectAtOffset(number, generation, second))
+                    return false;
+            } else if (type == 2 && second <= UINT32_MAX && third <= UINT32_MAX) {
+                enterCompressedObject(number, static_cast<uint32_t>(second),
+                                      static_cast<uint32_t>(third));
+            }
+            // Type 0 (free) and unknown types stand for the null object.
+        }
+    }
+    return true;
+}
+
+KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
+    KPPDFCompressedObjects::Location location;
+    if (!compressedObjects_ || !compressedObjects_->location(number, &location))
+        return nullptr;
+    // Loading resolves other objects and may add indexes of other streams; the map's nodes
+    // stay where they are, so this reference remains valid.
+    KPPDFRef<KPPDFCompressedObjects> cache = compressedObjects_;
+    KPPDFCompressedObjects::StreamIndex& index = cache->streamIndex(location.stream);
+    if (index.failed || index.loading)
+        return nullptr;
+    if (index.data.isNull()) {
+        if (objectStreamNesting >= kMaxObjectStreamNesting) {
+            KPPDFLog("Object streams nested too deeply at object stream %u", location.stream);
+            return nullptr;
+        }
+        index.loading = true;
+        objectStreamNesting++;
+        bool loaded = loadObjectStream(*this, *cache, location.stream, index);
+        objectStreamNesting--;
+        index.loading = false;
+        if (!loaded) {
+            index.failed = true;
+            index.entries = {};
+            return nullptr;
+        }
+    }
+    const KPPDFCompressedObjects::Entry* entry = nullptr;
+    if (location.index < index.entries.size() && index.entries[location.index].number == number) {
+        entry = &index.entries[location.index];
+    } else {
+        // The cross-reference index is off; the stream's own header still names the object.
+        for (const auto& candidate : index.entries)
+            if (candidate.number == number) {
+                entry = &candidate;
+                break;
+            }
+    }
+    if (!entry) {
+        KPPDFLog("Object %u is not in object stream %u", number, location.stream);
+        return nullptr;
+    }
+    KPPDFRef<KPPDFObject> object = parseObject(this, entry->offset, index.data, false, true);
+    if (!object || object->objectType() == KPPDFObjectTypeStream) {
+        // ISO 32000-1, 7.5.7: a stream can never be kept in an object stream.
+        KPPDFLog("Unable to read object %u from object stream %u", number, location.stream);
+        return nullptr;
+    }
+    setObject(object, number, 0);
+    object->setDirect(false);
+    return object;
+}

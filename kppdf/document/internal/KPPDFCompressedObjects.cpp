@@ -1,0 +1,58 @@
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
+
+#include <algorithm>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/internal/KPPDFXRefSyntax.h"
+#include "kppdf/objects/KPPDFObjectNumbers.h"
+
+void KPPDFCompressedObjects::setLocation(uint32_t number, uint32_t stream, uint32_t index) {
+    if (number == 0 || number > KPPDFDocument::kMaxObjectNumber)
+        return;
+    if (number >= locations_.size())
+        locations_.resize(std::max<size_t>(number + 1, locations_.size() + locations_.size() / 2));
+    locations_[number] = {stream, index};
+}
+
+bool KPPDFCompressedObjects::location(uint32_t number, Location* location) const {
+    if (number >= locations_.size() || locations_[number].stream == 0)
+        return false;
+    *location = locations_[number];
+    return true;
+}
+
+bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
+                                        std::vector<Entry>* entries) {
+    entries->clear();
+    uint64_t length = data.length();
+    if (first > length)
+        return false;
+    // Each pair takes at least four bytes ("1 0 "), which bounds a lying "N".
+    count = std::min<uint64_t>({count, uint64_t(kMaxObjectsPerStream), first / 4 + 1});
+    entries->reserve(static_cast<size_t>(count));
+    const char* base = data.chars();
+    uint64_t p = 0;
+    for (uint64_t i = 0; i < count; i++) {
+        p = KPPDFXRefSyntax::skipBlanks(data, p);
+        const char* end = nullptr;
+        unsigned long long number = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
+        if (end == base + p)
+            return !entries->empty();
+        p = KPPDFXRefSyntax::skipBlanks(data, static_cast<uint64_t>(end - base));
+        unsigned long long offset = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
+        if (end == base + p)
+            return !entries->empty();
+        p = static_cast<uint64_t>(end - base);
+        // An unusable pair keeps its place (number 0): the index of every later object counts it.
+        if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || offset >= length - first)
+            entries->push_back({0, 0});
+        else
+            entries->push_back({static_cast<uint32_t>(number), first + offset});
+    }
+    return true;
+}
+
+void KPPDFCompressedObjects::clear() {
+    locations_.clear();
+    streams_.clear();
+}

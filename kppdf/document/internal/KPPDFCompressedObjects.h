@@ -1,0 +1,52 @@
+#pragma once
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "kppdf/platform/KPPDFData.h"
+
+// Where a document's compressed objects live (ISO 32000-1, 7.5.7 and 7.5.8.3): for each object
+// number the object stream that holds it and its index there, and each object stream's decoded
+// bytes and header, read once.
+class KPPDFCompressedObjects {
+public:
+    // Object streams with more objects than this are read only up to it.
+    static constexpr uint32_t kMaxObjectsPerStream = 1u << 20;
+
+    struct Location {
+        uint32_t stream = 0; // 0: the object is not compressed
+        uint32_t index = 0;
+    };
+    // One object of an object stream's header.
+    struct Entry {
+        uint32_t number = 0;
+        uint64_t offset = 0; // from the start of the decoded bytes (First already added)
+    };
+    // A decoded object stream and the objects its header lists.
+    struct StreamIndex {
+        KPPDFData data;
+        std::vector<Entry> entries;
+        bool loading = false; // guards a stream that needs itself to be read
+        bool failed = false;
+    };
+
+    void setLocation(uint32_t number, uint32_t stream, uint32_t index);
+    // Forgets a location (the object was defined again outside object streams).
+    void clearLocation(uint32_t number) {
+        if (number < locations_.size())
+            locations_[number] = Location();
+    }
+    // False when the object is not compressed.
+    bool location(uint32_t number, Location* location) const;
+    // The index of an object stream, made on first request; never null.
+    StreamIndex& streamIndex(uint32_t stream) { return streams_[stream]; }
+    // Reads an object stream's header ("N" pairs of object number and offset) from decoded
+    // bytes; false when it is malformed. first is the stream's "First".
+    static bool readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
+                           std::vector<Entry>* entries);
+    void clear();
+
+private:
+    std::vector<Location> locations_;
+    std::unordered_map<uint32_t, StreamIndex> streams_;
+};
