@@ -103,8 +103,12 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::resolvedObject() {
     resolving_ = false;
     if (!target)
         return nullptr;
-    target->setObjectNumber(objectNumber_);
-    target->setGeneration(generation_);
+    // A target that has its number already (from the table) keeps it: a reference with another
+    // generation must not change how every other reference to the object is written.
+    if (target->objectNumber() == 0) {
+        target->setObjectNumber(objectNumber_);
+        target->setGeneration(generation_);
+    }
     target->setDocument(document_);
     target->setDirect(false);
     value_ = target;
