@@ -474,6 +474,16 @@ TEST(KPPDFFilterDCT, EncodeRoundTrip) {
         EXPECT_EQ(d.components, components);
         EXPECT_LT(meanError(d.samples, pixels), 3) << components;
     }
+    // Noise compresses badly: the JPEG outgrows the encoder's output chunk several times over.
+    std::minstd_rand generator(7);
+    std::string noise(300 * 200 * 3, '\0');
+    for (char& c : noise)
+        c = static_cast<char>(generator());
+    std::string big;
+    ASSERT_TRUE(KPPDFEncodeJPEG(bytes(noise), 300, 200, 3, 95, &big));
+    EXPECT_GT(big.size(), 50000u);
+    Decoded d = decodeJPEG(big);
+    EXPECT_TRUE(d.ok && d.width == 300 && d.height == 200 && d.samples.size() == noise.size());
     LogCapture log;
     std::string jpeg;
     EXPECT_FALSE(KPPDFEncodeJPEG(bytes(std::string(8, 'x')), 2, 2, 2, 90, &jpeg));
