@@ -1,8 +1,10 @@
 #pragma once
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "kppdf/document/KPPDFSearchResult.h"
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "kppdf/platform/KPPDFGeometry.h"
@@ -11,6 +13,7 @@ class KPPDFObjectArray;
 class KPPDFObjectDictionary;
 class KPPDFObjectStream;
 class KPPDFTrailer;
+class KPPDFWriteSession;
 class KPPDFCompressedObjects;
 class KPPDFPage;
 class KPPDFOutline;
@@ -177,6 +180,32 @@ public:
     KPPDFRef<KPPDFFont> lookupFont(const KPPDFRef<KPPDFObjectDictionary>& fontDictionary) const;
     const std::vector<KPPDFRef<KPPDFFont>>& docFonts() const { return docFonts_; }
 
+    // ---- Writing (KPPDFDocumentWriter.cpp, KPPDFDocumentTransplant.cpp) ----
+    // The bytes of a complete new file with every page's imprints written in (imprints true),
+    // numbered from 1 and encrypted when the document is to be; or (imprints false) the
+    // working bytes with one update section appended that holds the pages without overlays.
+    // compression is passed on to image handling. Empty when the document has no catalog.
+    std::string currentDataWithImprints(bool imprints, int32_t compression = 0);
+    // Writes currentDataWithImprints(true, options "compression") to path (not atomically);
+    // false, with a log line, when the file cannot be written.
+    bool writeUpdatedDocument(const std::string& path,
+                              const std::map<std::string, double>& options = {});
+    // The object table as one flat file, each object under its own number.
+    std::string changedDocData();
+    // Collapses the update sections of the working bytes into one file.
+    void updateDocData();
+    // 16 bytes of a new UUID.
+    static std::string uuidData();
+    // The first element of the file identifier as text, or empty.
+    std::string permanentID();
+    // Copies one page for a complete new file into session: its dictionary with its inherited
+    // attributes, contents without earlier overlays, its imprints written in; references to
+    // the old page lead to the copy from then on. Returns the copy (not yet in the page tree).
+    KPPDFRef<KPPDFObjectDictionary> transplantPage(KPPDFPage& page, bool withImprints,
+                                                   KPPDFWriteSession& session,
+                                                   const KPPDFRef<KPPDFObjectDictionary>& newPagesObject,
+                                                   float compression);
+
     // ---- Security (KPPDFDocumentSecurity.cpp) ----
     const KPPDFRef<KPPDFObjectDictionary>& encryptDictionary() const { return encryptDictionary_; }
     bool isOwner() const { return isOwner_; }
@@ -201,6 +230,10 @@ public:
 
 protected:
     friend class KPPDFTrailer;
+
+    // The working bytes with an update section appended that holds the pages without the
+    // overlays of their stored imprints (currentDataWithImprints with imprints false).
+    std::string dataWithoutImprints();
 
     // Clears cached targets and back-links of every object the document reached.
     void disconnectObjects();

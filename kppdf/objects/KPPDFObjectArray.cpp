@@ -227,3 +227,10 @@ void KPPDFObjectArray::disconnect() {
         if (element)
             element->disconnect();
 }
+
+std::string_view KPPDFObjectArray::untouchedBytes() const {
+    if (parsed_ || objectData_.isNull() || offset_ >= objectData_.length())
+        return {};
+    uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
+    return std::string_view(objectData_.chars() + offset_, static_cast<size_t>(end - offset_));
+}

@@ -27,6 +27,9 @@ public:
     void addObject(KPPDFRef<KPPDFObject> object);
     bool parse();
     bool isParsed() const { return parsed_; }
+    // The source bytes while the object is still unparsed (written back as they are); empty
+    // once it has been parsed or when it was made in memory.
+    std::string_view untouchedBytes() const;
     bool isDirectOnly() const { return directOnly_; }
     bool isInText() const { return inText_; }
     uint64_t offset() const { return offset_; }

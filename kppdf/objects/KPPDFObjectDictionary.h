@@ -23,6 +23,9 @@ public:
     void setValue(KPPDFObjectMap map);
     bool parse();
     bool isParsed() const { return parsed_; }
+    // The source bytes while the object is still unparsed (written back as they are); empty
+    // once it has been parsed or when it was made in memory.
+    std::string_view untouchedBytes() const;
     bool isDirectOnly() const { return directOnly_; }
     uint64_t offset() const { return offset_; }
     const KPPDFData& objectData() const { return objectData_; }
