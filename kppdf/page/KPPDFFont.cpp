@@ -20,21 +20,17 @@ using namespace kppdf_tables;
 
 namespace {
 
-// Codes WinAnsiEncoding leaves undefined (ISO 32000-1, Annex D.2); the generated glyph vector
-// fills them with the bullet readers draw there, the table below keeps them undefined.
-constexpr uint8_t kWinAnsiUndefined[] = {127, 129, 141, 143, 144, 157};
 // Code points the glyph names of the Adobe Glyph List map to, at most.
 constexpr size_t kMaxGlyphCodePoints = 8;
 constexpr float kGlyphSpaceUnits = 1000.0f;
 
+// WinAnsi's unused codes above 32 come out as the bullet: ISO 32000-1, Annex D.2 maps them so,
+// and producers (reportlab among them) write bullets there.
 std::array<uint16_t, 256> makeBaseTable(Encoding encoding, bool controlsMapToThemselves) {
     std::array<uint16_t, 256> table{};
     const GlyphIndex* glyphs = encodingGlyphs(encoding);
     for (size_t code = 0; code < 256; code++)
         table[code] = glyphs[code] == kNotDefGlyph ? 0 : glyphUnicode(glyphs[code]);
-    if (encoding == Encoding::kWinAnsi)
-        for (uint8_t code : kWinAnsiUndefined)
-            table[code] = 0;
     if (controlsMapToThemselves)
         for (uint16_t code = 0; code < 32; code++)
             table[code] = code;
@@ -362,7 +358,10 @@ void KPPDFFont::setupCIDWidths() {
                 numberValue(KPPDFObject::resolve(widthEntry), &width);
                 listWidths_.push_back(width / kGlyphSpaceUnits);
             }
-            run.last = run.first + static_cast<int64_t>(list->value().size()) - 1;
+            int64_t count = static_cast<int64_t>(list->value().size());
+            if (run.first > std::numeric_limits<int64_t>::max() - count)
+                break;
+            run.last = run.first + count - 1;
             i += 2;
         } else {
             float width;

@@ -1,0 +1,544 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/page/KPPDFCMap.h"
+#include "kppdf/page/KPPDFFont.h"
+#include "kppdf/page/internal/KPPDFFontTables.h"
+#include "kppdf/platform/KPPDFData.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestPDFBuilder.h"
+
+namespace {
+
+KPPDFRef<KPPDFObjectDictionary> dictionary(const std::string& text) {
+    return KPPDFCast<KPPDFObjectDictionary>(
+        KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString(text), true, true));
+}
+
+KPPDFRef<KPPDFFont> font(const std::string& text) {
+    return KPPDFFont::fontWithFontDictionary(dictionary(text));
+}
+
+// Loads every object of a file with a classic cross-reference table into a bare document, so
+// that fonts read real files without the opening sequence.
+KPPDFRef<KPPDFDocument> loadObjects(std::string bytes) {
+    auto document = std::make_shared<KPPDFDocument>();
+    KPPDFData data(std::move(bytes));
+    document->setDocData(data);
+    std::string_view text = data.view();
+    size_t startxref = text.rfind("startxref");
+    if (startxref == std::string_view::npos)
+        return nullptr;
+    std::istringstream xref(std::string(text.substr(std::stoul(std::string(text.substr(startxref + 9))))));
+    std::string word;
+    xref >> word; // "xref"
+    unsigned first, count;
+    while (xref >> first >> count) {
+        for (unsigned i = 0; i < count; i++) {
+            unsigned long long offset;
+            unsigned generation;
+            std::string kind;
+            xref >> offset >> generation >> kind;
+            if (kind != "n")
+                continue;
+            size_t body = text.find("obj", offset);
+            document->setObject(document->objectAtOffset(body + 3, data, false, false), first + i,
+                                generation);
+        }
+    }
+    return document;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+std::string fromHex(const std::string& hex) {
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+std::string trimmed(std::string text) {
+    while (!text.empty() && text.back() == ' ')
+        text.pop_back();
+    return text;
+}
+
+const uint16_t* winAnsi() { return KPPDFFontWinToUnicode.data(); }
+
+} // namespace
+
+TEST(KPPDFFont, BaseEncodingTables) {
+    EXPECT_EQ(KPPDFFontWinToUnicode[128], 0x20AC);
+    EXPECT_EQ(KPPDFFontMacToUnicode[128], 0x00C4);
+    EXPECT_EQ(KPPDFFontStdToUnicode[39], 0x2019);
+    EXPECT_EQ(KPPDFFontStdToUnicode[96], 0x2018);
+    EXPECT_EQ(KPPDFFontStdToUnicode[0xA4], 0x2044);
+    EXPECT_EQ(KPPDFFontWinToUnicode[0xA0], 0x0020); // "space" by its glyph name
+    EXPECT_EQ(KPPDFFontMacToUnicode[0xDB], 0x00A4); // "currency" in PDF's MacRoman
+    // Control codes map to themselves in WinAnsi and MacRoman only; undefined codes are 0.
+    for (int code = 0; code < 32; code++) {
+        EXPECT_EQ(KPPDFFontWinToUnicode[code], code);
+        EXPECT_EQ(KPPDFFontMacToUnicode[code], code);
+        EXPECT_EQ(KPPDFFontStdToUnicode[code], 0);
+    }
+    // WinAnsi's unused codes are bullets (ISO 32000-1, Annex D.2); PDF's MacRoman lacks the
+    // Mac OS Roman symbols such as "pi" at 0xB9.
+    for (int code : {127, 129, 141, 143, 144, 149, 157})
+        EXPECT_EQ(KPPDFFontWinToUnicode[code], 0x2022) << code;
+    EXPECT_EQ(KPPDFFontMacToUnicode[0xB9], 0);
+    EXPECT_EQ(KPPDFFontMacToUnicode[0xE4], 0x2030);
+    EXPECT_EQ(KPPDFFontStdToUnicode[128], 0);
+    EXPECT_EQ(KPPDFFontStdToUnicode[32], 0x20);
+}
+
+TEST(KPPDFFont, NamedEncodingsDecode) {
+    auto win = font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica "
+                    "/Encoding /WinAnsiEncoding >>");
+    ASSERT_TRUE(win);
+    EXPECT_EQ(win->encodingTable(), winAnsi());
+    EXPECT_EQ(win->stringForData("\x80 caf\xE9"), "\u20ac caf\u00e9");
+
+    auto mac = font("<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman "
+                    "/Encoding /MacRomanEncoding >>");
+    EXPECT_EQ(mac->stringForData("\x80\x8E"), "\u00c4\u00e9");
+
+    // No Encoding, and names that are not base encodings, read as the standard encoding.
+    for (const char* encoding : {"", "/Encoding /StandardEncoding", "/Encoding /90ms-RKSJ-H",
+                                 "/Encoding << /Differences [] >>", "/Encoding 12"}) {
+        auto standard = font(std::string("<< /Type /Font /Subtype /Type1 /BaseFont /Courier ") +
+                             encoding + " >>");
+        ASSERT_TRUE(standard) << encoding;
+        EXPECT_FALSE(standard->isTwoByte()) << encoding;
+        EXPECT_EQ(standard->stringForData("It's `q`"), "It\u2019s \u2018q\u2018") << encoding;
+    }
+
+    LogCapture log;
+    auto expert = font("<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman "
+                       "/Encoding /MacExpertEncoding >>");
+    EXPECT_EQ(expert->encodingTable(), KPPDFFontMacToUnicode.data());
+    EXPECT_TRUE(log.contains("TBI: MacExpertEncoding"));
+}
+
+TEST(KPPDFFont, Differences) {
+    // Over WinAnsi, 39 and 96 already are the ASCII quotes: only those two codes are written,
+    // into a private table.
+    auto over = font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
+                     "<< /BaseEncoding /WinAnsiEncoding /Differences [ 39 /quotesingle 96 /grave ] >> >>");
+    ASSERT_TRUE(over);
+    EXPECT_NE(over->encodingTable(), winAnsi());
+    for (int code = 0; code < 256; code++)
+        EXPECT_EQ(over->encodingTable()[code], winAnsi()[code]) << code;
+
+    // Over the standard encoding they change 39 and 96 and nothing else.
+    auto standard = font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
+                         "<< /Differences [ 39 /quotesingle 96 /grave ] >> >>");
+    for (int code = 0; code < 256; code++) {
+        uint16_t expected = code == 39 ? 0x27 : code == 96 ? 0x60 : KPPDFFontStdToUnicode[code];
+        EXPECT_EQ(standard->encodingTable()[code], expected) << code;
+    }
+
+    // Runs, names the list lacks, "uniXXXX" forms, escapes, codes out of range.
+    auto mixed = font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
+                      "<< /BaseEncoding /MacRomanEncoding /Differences [ 65 /Alpha /Beta /g123 "
+                      "/uni263A 200 /E#75ro 254 /a /b /c /d -5 /x /y /z /w /v /u /t 1 /.notdef "
+                      "3.0 /one /two (junk) /three [ 4 ] /four 99999999999 /five ] >> >>");
+    ASSERT_TRUE(mixed);
+    const uint16_t* table = mixed->encodingTable();
+    EXPECT_EQ(table[65], 0x391);
+    EXPECT_EQ(table[66], 0x392);
+    EXPECT_EQ(table[67], 'C'); // "g123" means nothing: the base encoding stays
+    EXPECT_EQ(table[68], 0x263A);
+    EXPECT_EQ(table[200], 0x20AC);
+    EXPECT_EQ(table[254], 'a');
+    EXPECT_EQ(table[255], 'b');
+    // Negative codes are skipped while the current code counts up: "u" lands on 0.
+    EXPECT_EQ(table[0], 'u');
+    EXPECT_EQ(table[1], 0); // "t" first, then ".notdef" clears the code
+    EXPECT_EQ(table[2], 2);
+    EXPECT_EQ(table[3], '1');
+    EXPECT_EQ(table[4], '2');
+    EXPECT_EQ(table[5], '3');
+    EXPECT_EQ(table[6], '4');
+    EXPECT_EQ(mixed->stringForData("AB\xC8"), "\u0391\u0392\u20ac");
+}
+
+TEST(KPPDFFont, IdentityEncodingsAreTwoByte) {
+    auto horizontal = font("<< /Type /Font /Subtype /Type0 /BaseFont /X /Encoding /Identity-H >>");
+    ASSERT_TRUE(horizontal);
+    EXPECT_TRUE(horizontal->isTwoByte());
+    EXPECT_FALSE(horizontal->isVerticalMode());
+    EXPECT_EQ(horizontal->encodingTable(), nullptr);
+    // Without a CMap the codes are taken as UTF-16; an odd last byte is dropped.
+    EXPECT_EQ(horizontal->stringForData(std::string("\x00\x41\x04\x10\x00", 5)), "A\u0410");
+    EXPECT_EQ(horizontal->stringForData(std::string("\xD8\x3D\xDE\x00", 4)), "\U0001F600");
+
+    auto vertical = font("<< /Type /Font /Subtype /Type0 /BaseFont /X /Encoding /Identity-V >>");
+    EXPECT_TRUE(vertical->isTwoByte());
+    EXPECT_TRUE(vertical->isVerticalMode());
+
+    // Differences have no table to change under an Identity encoding.
+    auto both = font("<< /Type /Font /Subtype /Type0 /BaseFont /X /Encoding "
+                     "<< /BaseEncoding /Identity-H /Differences [ 65 /B ] >> >>");
+    EXPECT_TRUE(both->isTwoByte());
+    EXPECT_EQ(both->encodingTable(), nullptr);
+}
+
+TEST(KPPDFFont, CompositeWidths) {
+    auto composite = font("<< /Type /Font /Subtype /Type0 /BaseFont /X /Encoding /Identity-H "
+                          "/DescendantFonts [ << /Type /Font /Subtype /CIDFontType2 /DW 300 "
+                          "/W [ 1 [ 500 600 ] 10 20 700 ] >> ] >>");
+    ASSERT_TRUE(composite);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(1), 0.5f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(2), 0.6f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(3), 0.3f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(5), 0.3f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(10), 0.7f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(15), 0.7f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(20), 0.7f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(21), 0.3f);
+    EXPECT_FLOAT_EQ(composite->glyphWidth(0xFFFFFFFF), 0.3f);
+
+    // Without DW a code outside W is 0 wide; out of order runs: the first one listed wins.
+    auto unordered = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << "
+                          "/W [ 50 60 100 40 55 200 1 [ 10 ] ] >> ] >>");
+    EXPECT_FLOAT_EQ(unordered->glyphWidth(45), 0.2f);
+    EXPECT_FLOAT_EQ(unordered->glyphWidth(55), 0.1f);
+    EXPECT_FLOAT_EQ(unordered->glyphWidth(1), 0.01f);
+    EXPECT_FLOAT_EQ(unordered->glyphWidth(70), 0.0f);
+
+    // Garbage in W ends the reading there; what came before it stays.
+    LogCapture log;
+    for (const char* w : {"[ 1 [ 500 ] /x 3 ]", "[ 1 [ 500 ] 5 ]", "[ 1 [ 500 ] 5 6 ]",
+                          "[ 1 [ 500 ] 5 (a) 7 ]", "[ 1 [ 500 ] -4 -9 100 ]",
+                          "[ 1 [ 500 ] 9223372036854775807 [ 1 2 ] ]", "[ 1 [ 500 ] [ ] ]"}) {
+        auto broken = font(std::string("<< /Subtype /Type0 /Encoding /Identity-H "
+                                       "/DescendantFonts [ << /DW 100 /W ") + w + " >> ] >>");
+        ASSERT_TRUE(broken) << w;
+        EXPECT_FLOAT_EQ(broken->glyphWidth(1), 0.5f) << w;
+        EXPECT_FLOAT_EQ(broken->glyphWidth(6), 0.1f) << w;
+    }
+}
+
+TEST(KPPDFFont, SimpleWidths) {
+    auto simple = font("<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Custom "
+                       "/FirstChar 65 /LastChar 67 /Widths [ 600 650.5 700 ] "
+                       "/FontDescriptor << /FontName /ABCDEF+Custom /Flags 32 >> >>");
+    ASSERT_TRUE(simple);
+    EXPECT_EQ(simple->fontName(), "ABCDEF+Custom");
+    EXPECT_EQ(simple->fontType(), KPPDFFontTypeTrueType);
+    EXPECT_FLOAT_EQ(simple->glyphWidth(65), 0.6f);
+    EXPECT_FLOAT_EQ(simple->glyphWidth(66), 0.6505f);
+    EXPECT_FLOAT_EQ(simple->glyphWidth(67), 0.7f);
+    EXPECT_FLOAT_EQ(simple->glyphWidth(68), 0.0f); // no standard font to ask
+    EXPECT_FLOAT_EQ(simple->glyphWidth(64), 0.0f);
+    EXPECT_EQ(simple->descriptorFlags(), 32u);
+
+    // A standard name: codes outside Widths are measured by the code's own character.
+    auto arial = font("<< /Subtype /TrueType /BaseFont /Arial,Bold /FirstChar 32 /LastChar 32 "
+                      "/Widths [ 250 ] >>");
+    EXPECT_FLOAT_EQ(arial->glyphWidth(32), 0.25f);
+    EXPECT_FLOAT_EQ(arial->glyphWidth('A'), 0.722f); // Helvetica-Bold "A"
+    EXPECT_FLOAT_EQ(arial->glyphWidth(0x20AC), 0.556f);
+
+    // Standard fonts without widths: the encoded character's width.
+    auto helvetica = font("<< /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>");
+    EXPECT_EQ(helvetica->nWidths(), 256u);
+    EXPECT_FLOAT_EQ(helvetica->glyphWidth('A'), 0.667f);
+    EXPECT_FLOAT_EQ(helvetica->glyphWidth(0x80), 0.556f); // Euro
+    EXPECT_FLOAT_EQ(helvetica->glyphWidth(0x96), 0.556f); // endash
+    EXPECT_FLOAT_EQ(helvetica->glyphWidth(0x4E00), 0.0f);
+    auto courier = font("<< /Subtype /Type1 /BaseFont /CourierNew >>");
+    EXPECT_FLOAT_EQ(courier->glyphWidth('i'), 0.6f);
+
+    LogCapture log;
+    // Short Widths: the rest take MissingWidth.
+    auto shortWidths = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar 10 /LastChar 13 "
+                            "/Widths [ 100 /x ] /FontDescriptor << /MissingWidth 333 >> >>");
+    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(10), 0.1f);
+    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(11), 0.333f);
+    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(13), 0.333f);
+    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(14), 0.0f);
+
+    // Absurd ranges are clipped, reversed ones are empty.
+    auto huge = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar 0 /LastChar 4000000000 "
+                     "/Widths [ 500 ] >>");
+    EXPECT_EQ(huge->nWidths(), KPPDFFont::kMaxSimpleWidths);
+    EXPECT_FLOAT_EQ(huge->glyphWidth(0), 0.5f);
+    EXPECT_FLOAT_EQ(huge->glyphWidth(4000000000u), 0.0f);
+    auto reversed = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar 90 /LastChar 10 "
+                         "/Widths [ 500 ] >>");
+    EXPECT_EQ(reversed->nWidths(), 0u);
+    EXPECT_FLOAT_EQ(reversed->glyphWidth(90), 0.0f);
+    auto negative = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar -5 /LastChar 1 "
+                         "/Widths [ 1 2 ] >>");
+    EXPECT_EQ(negative->firstChar(), 0u);
+    EXPECT_FLOAT_EQ(negative->glyphWidth(0), 0.001f);
+}
+
+TEST(KPPDFFont, UnknownFontsWithoutWidthsUseAStandardStandIn) {
+    struct Case {
+        const char* dictionary;
+        float widthOfi; // Courier 600, Times 278, Helvetica 222, Helvetica-Bold 278
+        const char* standIn;
+    };
+    const Case cases[] = {
+        {"<< /Subtype /Type1 /BaseFont /LetterGothic /FontDescriptor << /Flags 33 >> >>", 0.6f,
+         "Courier"},
+        {"<< /Subtype /Type1 /BaseFont /Garamond /FontDescriptor << /Flags 34 >> >>", 0.278f,
+         "Times-Roman"},
+        {"<< /Subtype /TrueType /BaseFont /Verdana >>", 0.222f, "Helvetica"},
+        {"<< /Subtype /TrueType /BaseFont /Verdana-Bold >>", 0.278f, "Helvetica-Bold"},
+        {"<< /Subtype /TrueType /BaseFont /Frutiger /FontDescriptor << /Flags 262144 >> >>",
+         0.278f, "Helvetica-Bold"},
+        {"<< /Subtype /Type1 /BaseFont /Garamond-Italic /FontDescriptor << /Flags 98 >> >>",
+         0.278f, "Times-Italic"},
+    };
+    for (const Case& c : cases) {
+        LogCapture log;
+        auto unknown = font(c.dictionary);
+        ASSERT_TRUE(unknown) << c.dictionary;
+        ASSERT_TRUE(unknown->fontForWidths()) << c.dictionary;
+        EXPECT_EQ(KPPDFFont::normalizedName(unknown->fontForWidths()->name), c.standIn);
+        EXPECT_FLOAT_EQ(unknown->glyphWidth('i'), c.widthOfi) << c.dictionary;
+        // The dictionary and descriptor, then the name that was not found.
+        ASSERT_EQ(log.lines().size(), 2u) << c.dictionary;
+        EXPECT_NE(log.lines()[0].find("KPPDFObjectDictionary"), std::string::npos);
+        EXPECT_NE(log.lines()[0].find('\n'), std::string::npos);
+        EXPECT_NE(log.lines()[1].find(", (null)"), std::string::npos);
+        EXPECT_EQ(log.lines()[1].find(unknown->fontName()), 0u);
+    }
+}
+
+TEST(KPPDFFont, Type3WidthsScaleTwice) {
+    auto type3 = font("<< /Type /Font /Subtype /Type3 /FontMatrix [ 0.001 0 0 0.001 0 0 ] "
+                      "/FirstChar 1 /LastChar 2 /Widths [ 500 1000 ] /Encoding << /Differences "
+                      "[ 1 /g1 /a ] >> >>");
+    ASSERT_TRUE(type3);
+    EXPECT_TRUE(type3->hasFontMatrix());
+    EXPECT_NEAR(type3->glyphWidth(1), 0.0005f, 1e-9);
+    EXPECT_NEAR(type3->glyphWidth(2), 0.001f, 1e-9);
+    auto shifted = font("<< /Subtype /Type3 /FontMatrix [ 2 0 0 2 0.5 0 ] /FirstChar 0 "
+                        "/LastChar 0 /Widths [ 250 ] >>");
+    EXPECT_FLOAT_EQ(shifted->glyphWidth(0), 1.0f);
+    LogCapture log;
+    auto broken = font("<< /Subtype /Type3 /FontMatrix [ 1 0 0 ] /FirstChar 0 /LastChar 0 "
+                       "/Widths [ 250 ] >>");
+    EXPECT_FALSE(broken->hasFontMatrix());
+    EXPECT_FLOAT_EQ(broken->glyphWidth(0), 0.25f);
+}
+
+TEST(KPPDFFont, AscentAndDescent) {
+    auto described = font("<< /Subtype /TrueType /BaseFont /X /FirstChar 0 /LastChar 0 "
+                          "/Widths [ 0 ] /FontDescriptor << /Ascent 905 /Descent -212 >> >>");
+    EXPECT_FLOAT_EQ(described->ascent(), 0.905f);
+    EXPECT_FLOAT_EQ(described->descent(), -0.212f);
+    auto standard = font("<< /Subtype /Type1 /BaseFont /Times-Roman >>");
+    EXPECT_FLOAT_EQ(standard->ascent(), 0.683f);
+    EXPECT_FLOAT_EQ(standard->descent(), -0.217f);
+    auto bare = font("<< /Subtype /TrueType /BaseFont /X /FirstChar 0 /LastChar 0 /Widths [ 0 ] >>");
+    EXPECT_FLOAT_EQ(bare->ascent(), 1.0f);
+    EXPECT_FLOAT_EQ(bare->descent(), 0.0f);
+    auto composite = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << "
+                          "/FontDescriptor << /Ascent 880 /Descent -120 /Flags 4 >> >> ] >>");
+    EXPECT_FLOAT_EQ(composite->ascent(), 0.88f);
+    EXPECT_FLOAT_EQ(composite->descent(), -0.12f);
+    EXPECT_EQ(composite->descriptorFlags(), 4u);
+}
+
+TEST(KPPDFFont, ToUnicodeMaps) {
+    TestPDFBuilder builder;
+    std::string map = "2 beginbfchar\n<01> <0048>\n<02> <0069>\nendbfchar\n";
+    builder.addStream(1, "", map);
+    std::string wide = "1 beginbfrange\n<0010> <0012> <03B1>\nendbfrange\n";
+    builder.addStream(2, "", wide);
+    builder.add(3, "<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Sub /FirstChar 1 "
+                   "/LastChar 2 /Widths [ 500 500 ] /ToUnicode 1 0 R >>");
+    builder.add(4, "<< /Type /Font /Subtype /Type0 /BaseFont /Wide /Encoding /Identity-H "
+                   "/ToUnicode 2 0 R /DescendantFonts [ << /WMode 1 /CIDSystemInfo << "
+                   "/Registry (Adobe) /Ordering (Japan1) >> >> ] >>");
+    builder.add(5, "<< /Type /Font /Subtype /Type0 /BaseFont /Wide /Encoding /Identity-H "
+                   "/DescendantFonts [ << /WMode 1 >> ] >>");
+    auto document = loadObjects(builder.build("/Root 3 0 R"));
+    ASSERT_TRUE(document);
+
+    // A simple subset font: mapped codes through the map, the rest through the encoding.
+    auto simple = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(3));
+    ASSERT_TRUE(simple);
+    ASSERT_TRUE(simple->cmap());
+    EXPECT_EQ(simple->stringForData("\x01\x02!\x27"), "Hi!\u2019");
+    EXPECT_EQ(simple->dataForGlyph(2), std::string("\x00\x69", 2));
+    EXPECT_EQ(simple->dataForGlyph(3), "");
+
+    auto composite = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(4));
+    ASSERT_TRUE(composite);
+    EXPECT_EQ(composite->stringForData(std::string("\x00\x10\x00\x12\x00\x41", 6)),
+              "\u03b1\u03b3A");
+    // WMode counts only for fonts without ToUnicode.
+    EXPECT_FALSE(composite->isVerticalMode());
+    auto vertical = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(5));
+    EXPECT_TRUE(vertical->isVerticalMode());
+    EXPECT_EQ(vertical->cmap(), nullptr);
+    EXPECT_EQ(vertical->dataForGlyph(0x10), "");
+
+    // The document's list hands out the font made for a dictionary.
+    EXPECT_EQ(document->lookupFont(simple->fontDictionary()), nullptr);
+    document->addFont(simple);
+    document->addFont(composite);
+    document->addFont(nullptr);
+    EXPECT_EQ(document->docFonts().size(), 2u);
+    EXPECT_EQ(document->lookupFont(KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(4))),
+              composite);
+    EXPECT_EQ(document->lookupFont(simple->fontDictionary()), simple);
+    EXPECT_EQ(document->lookupFont(dictionary("<< /Type /Font >>")), nullptr);
+    EXPECT_EQ(document->lookupFont(nullptr), nullptr);
+    EXPECT_TRUE(simple->isEqual(*KPPDFFont::fontWithFontDictionary(document->objectWithNumber(3))));
+    EXPECT_FALSE(simple->isEqual(*composite));
+}
+
+TEST(KPPDFFont, FontsTheLibraryWrites) {
+    auto written = KPPDFFont::fontWithName("F1", "Helvetica-Bold");
+    ASSERT_TRUE(written);
+    std::string text = written->directObject();
+    EXPECT_NE(text.find("/Type /Font"), std::string::npos) << text;
+    EXPECT_NE(text.find("/Subtype /Type1"), std::string::npos) << text;
+    EXPECT_NE(text.find("/Name /F1"), std::string::npos) << text;
+    EXPECT_NE(text.find("/BaseFont /Helvetica-Bold"), std::string::npos) << text;
+    auto encoding = written->resolvedObjectForKey<KPPDFObjectDictionary>("Encoding");
+    ASSERT_TRUE(encoding);
+    EXPECT_TRUE(encoding->hasName("Type", "Encodings"));
+    EXPECT_EQ(encoding->directObject(), KPPDFFont::encodingObject()->directObject());
+    EXPECT_EQ(KPPDFFont::encodingObject(), KPPDFFont::encodingObject());
+
+    auto differences = KPPDFFont::encodingObject()->resolvedObjectForKey<KPPDFObjectArray>("Differences");
+    ASSERT_TRUE(differences);
+    std::vector<long long> runs;
+    std::vector<std::string> names;
+    for (size_t i = 0; i < differences->count(); i++) {
+        auto entry = differences->resolvedObjectAtIndex(i);
+        if (entry->isNumber())
+            runs.push_back(entry->longLongValue());
+        else
+            names.push_back(KPPDFCast<KPPDFObjectName>(entry)->value());
+    }
+    EXPECT_EQ(runs, (std::vector<long long>{24, 39, 96, 128, 160, 164, 166, 168, 172, 183, 192}));
+    ASSERT_FALSE(names.empty());
+    EXPECT_EQ(names.front(), "breve");
+    EXPECT_EQ(names.back(), "ydieresis");
+    EXPECT_NE(std::find(names.begin(), names.end(), ".notdef"), names.end());
+
+    // A font read back from what was written decodes PDFDocEncoding's codes.
+    auto reread = KPPDFFont::fontWithFontDictionary(written);
+    std::string expected = "\u02d8'\u2022\u20ac";
+    expected += '\0'; // 173 is .notdef
+    expected += "\u00ff";
+    EXPECT_EQ(reread->stringForData("\x18\x27\x80\xA0\xAD\xFF"), expected);
+    EXPECT_EQ(reread->description(), "Helvetica-Bold Type1");
+}
+
+TEST(KPPDFFont, NamesAndAbbreviations) {
+    EXPECT_EQ(KPPDFFont::normalizedName("Arial,Bold"), "Helvetica-Bold");
+    EXPECT_EQ(KPPDFFont::normalizedName("TimesNewRomanPS-ItalicMT"), "Times-Italic");
+    EXPECT_EQ(KPPDFFont::normalizedName("CourierNewPS-BoldItalicMT"), "Courier-BoldOblique");
+    EXPECT_EQ(KPPDFFont::normalizedName("Symbol"), "Symbol");
+    EXPECT_EQ(KPPDFFont::normalizedName("Verdana"), "");
+    EXPECT_EQ(KPPDFFontNormalizedNames().size(), 61u);
+    EXPECT_EQ(KPPDFFontStdAbbreviations().size(), 14u);
+    EXPECT_EQ(KPPDFFont::standardAbbreviation("Times-Italic"), "TiOb");
+    EXPECT_EQ(KPPDFFont::standardAbbreviation("Times-BoldItalic"), "TiBO");
+    EXPECT_EQ(KPPDFFont::regularName("ZaDb"), "ZapfDingbats");
+    EXPECT_EQ(KPPDFFont::regularName("HeBO"), "Helvetica-BoldOblique");
+    EXPECT_EQ(KPPDFFont::regularName("Xyz"), "Xyz");
+
+    auto courier = font("<< /Subtype /Type1 /BaseFont /Courier-Oblique >>");
+    EXPECT_EQ(KPPDFFont::abbreviatedNameForFont(*courier)->value(), "CoOb");
+    auto other = font("<< /Subtype /TrueType /BaseFont /Arial /FirstChar 0 /LastChar 0 "
+                      "/Widths [ 0 ] >>");
+    EXPECT_EQ(KPPDFFont::abbreviatedNameForFont(*other)->value(), "Arial");
+}
+
+TEST(KPPDFFont, ObjectsThatAreNoFonts) {
+    LogCapture log;
+    EXPECT_EQ(KPPDFFont::fontWithFontDictionary(nullptr), nullptr);
+    EXPECT_EQ(KPPDFFont::fontWithFontDictionary(
+                  KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString("[ 1 2 ]"), true, true)),
+              nullptr);
+    EXPECT_TRUE(log.contains("Font is not a dictionary"));
+    // An empty dictionary is a font of no known kind that reads the standard encoding.
+    auto empty = font("<< >>");
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(empty->fontType(), KPPDFFontTypeUnknown);
+    EXPECT_FLOAT_EQ(empty->glyphWidth('a'), 0.0f);
+    EXPECT_EQ(empty->stringForData("a"), "a");
+    EXPECT_EQ(empty->description(), " (null)");
+    // Odd kinds of values where names, numbers and arrays belong.
+    auto odd = font("<< /Subtype (Type1) /BaseFont 5 /FirstChar /x /Widths 7 /Encoding [ 1 ] "
+                    "/FontDescriptor [ ] /DescendantFonts << >> /ToUnicode (x) /FontMatrix 3 >>");
+    ASSERT_TRUE(odd);
+    EXPECT_EQ(odd->stringForData("'"), "\u2019");
+    EXPECT_EQ(odd->descriptorFlags(), 0u);
+    EXPECT_EQ(odd->cmap(), nullptr);
+}
+
+// Real files: the text of every shown string, as pdftotext reads it, and the widths that the
+// fonts' metrics give (see tests/data/fonts/make_fonts.py).
+TEST(KPPDFFont, RealFilesDecodeAsPdftotextReads) {
+    for (const char* name : {"standard", "truetype", "composite"}) {
+        std::string base = std::string(KPPDF_TEST_DATA) + "/fonts/" + name;
+        auto document = loadObjects(readFile(base + ".pdf"));
+        ASSERT_TRUE(document) << name;
+        std::ifstream expect(base + ".expect");
+        ASSERT_TRUE(expect) << name;
+        std::string line, expected, decoded;
+        int blocks = 0, widths = 0;
+        auto finishBlock = [&] {
+            if (blocks > 0) {
+                EXPECT_EQ(trimmed(decoded), expected) << name << " block " << blocks;
+            }
+        };
+        while (std::getline(expect, line)) {
+            std::istringstream fields(line);
+            std::string kind, hex;
+            unsigned number;
+            fields >> kind;
+            if (kind == "B") {
+                finishBlock();
+                fields >> hex;
+                expected = fromHex(hex);
+                decoded.clear();
+                blocks++;
+            } else if (kind == "S") {
+                fields >> number >> hex;
+                auto shown = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(number));
+                ASSERT_TRUE(shown) << name << " font " << number;
+                decoded += shown->stringForData(fromHex(hex));
+            } else if (kind == "W") {
+                unsigned code;
+                float width;
+                fields >> number >> code >> width;
+                auto measured = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(number));
+                ASSERT_TRUE(measured);
+                EXPECT_NEAR(measured->glyphWidth(code) * 1000, width, 0.01)
+                    << name << " font " << number << " code " << code;
+                widths++;
+            }
+        }
+        finishBlock();
+        EXPECT_GE(blocks, 3) << name;
+        EXPECT_GT(widths, 5) << name;
+    }
+}
