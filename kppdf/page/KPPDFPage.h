@@ -1,0 +1,149 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "kppdf/objects/KPPDFObject.h"
+#include "kppdf/platform/KPPDFAttributedString.h"
+#include "kppdf/platform/KPPDFData.h"
+#include "kppdf/platform/KPPDFGeometry.h"
+#include "kppdf/platform/KPPDFRef.h"
+
+class KPPDFDocument;
+class KPPDFImprint;
+class KPPDFObjectArray;
+class KPPDFObjectDictionary;
+
+// The user-defaults key of the space-gap rule of text extraction.
+inline constexpr const char KPPDFSpaceGapKey[] = "spaceGap";
+// The "spaceGap" user default, read once on first call (later changes are not seen).
+bool KPPDFUseSpaceGap();
+
+// One page of a document: its dictionary from the page tree, its geometry (cached until the
+// dictionary is replaced), its imprints and the extra objects written with it.
+class KPPDFPage {
+public:
+    // A rotation of zero degrees is cached as this, since 0 means "not computed yet".
+    static constexpr uint32_t kRotationNone = 360;
+    // Width and height of the cached crop box of a page that has none.
+    static constexpr float kNoCropBox = -1.0f;
+
+    KPPDFPage();
+    KPPDFPage(KPPDFDocument* document, uint32_t number, KPPDFRef<KPPDFObjectDictionary> dictionary);
+    virtual ~KPPDFPage();
+    KPPDFPage(const KPPDFPage&) = delete;
+    KPPDFPage& operator=(const KPPDFPage&) = delete;
+
+    // A page of document (not owned: it must outlive the page) with its index and dictionary.
+    static KPPDFRef<KPPDFPage> pageWithDocument(KPPDFDocument* document, uint32_t number,
+                                                KPPDFRef<KPPDFObjectDictionary> dictionary);
+    // A page whose document is opened from data and kept alive by the page. The document is
+    // null when data is not a PDF; the page is returned all the same.
+    static KPPDFRef<KPPDFPage> pageWithData(const KPPDFData& data, uint32_t number,
+                                            KPPDFRef<KPPDFObjectDictionary> dictionary);
+
+    // The document the page belongs to; null once that document is gone.
+    KPPDFDocument* document() const { return pageDocument_; }
+    void setDocument(KPPDFDocument* document) { pageDocument_ = document; }
+    uint32_t pageNumberInDocument() const { return pageNumberInDocument_; }
+    void setPageNumberInDocument(uint32_t number) { pageNumberInDocument_ = number; }
+    const KPPDFRef<KPPDFObjectDictionary>& pageDictionary() const { return pageDictionary_; }
+    // Installs a dictionary and forgets every cached box and rotation.
+    void setPageDictionary(KPPDFRef<KPPDFObjectDictionary> dictionary);
+
+    // ---- Geometry (ISO 32000-1, 14.11.2 and 7.7.3.3) ----
+    // The media box, inherited through Parent. A page without one anywhere is given the print
+    // paper size, written into its dictionary so that it is saved with the page.
+    KPPDFRect mediaBox();
+    // True and *box (may be null) set when the page or an ancestor has a crop box; false leaves
+    // *box untouched. A missing crop box is remembered.
+    bool cropBox(KPPDFRect* box);
+    // True and *rotation (may be null) set when the page or an ancestor has Rotate; the value is
+    // reduced to 0..359 and 0 is reported as kRotationNone. False leaves *rotation untouched.
+    bool rotate(uint32_t* rotation);
+    // Writes Rotate (degrees modulo 360) on the page itself, even when it was inherited.
+    void setRotate(uint32_t degrees);
+    // [x y x+width y+height] as four reals.
+    static KPPDFRef<KPPDFObjectArray> makePDFRect(KPPDFRect rect);
+    // The first corner as written is the origin (not normalised); width and height are made
+    // positive. An array of fewer than four numbers gives the zero rectangle and a log line.
+    static KPPDFRect getPDFRectFromArray(KPPDFObjectArray& array);
+
+    // ---- Imprints, in drawing order; the page owns them and is their page() ----
+    // The list, after the page's annotations have been read into it once.
+    std::vector<KPPDFRef<KPPDFImprint>>& imprints();
+    // Null imprints are ignored by the editing operations.
+    void addImprint(KPPDFRef<KPPDFImprint> imprint);
+    // An index past the end appends.
+    void insertImprint(KPPDFRef<KPPDFImprint> imprint, uint32_t index);
+    // Removes every imprint equal (isEqual) to the argument.
+    void removeImprint(const KPPDFRef<KPPDFImprint>& imprint);
+    // An index out of range is logged and changes nothing.
+    void removeImprintAtIndex(uint32_t index);
+    void setImprints(std::vector<KPPDFRef<KPPDFImprint>> imprints);
+    // Reads the page's Annots into imprints, once.
+    void processAnnotations();
+    // Restores content imprints kept in the page's private record; true when that changed the
+    // page so that the document has to be written again.
+    bool setupImprints();
+    bool processedAnnotations() const { return processedAnnotations_; }
+
+    // ---- Objects written together with the page ----
+    const KPPDFObjectList& extraObjects() const { return extraObjects_; }
+    void setExtraObjects(KPPDFObjectList objects) { extraObjects_ = std::move(objects); }
+    void addExtraObject(KPPDFRef<KPPDFObject> object);
+    // Removes every entry that is this very object (identity, not equality).
+    void removeExtraObject(const KPPDFRef<KPPDFObject>& object);
+
+    // ---- Text state ----
+    // The page's extracted text; empty until the text has been prepared.
+    const std::string& pageString() const { return pageString_.string(); }
+    KPPDFAttributedString& richPageString() { return pageString_; }
+    void setPageString(KPPDFAttributedString string) { pageString_ = std::move(string); }
+    bool preparedForSearch() const { return preparedForSearch_; }
+    bool preparedForSelection() const { return preparedForSelection_; }
+    bool parsedFirstContentObject() const { return parsedFirstContentObject_; }
+    void setParsedFirstContentObject(bool parsed) { parsedFirstContentObject_ = parsed; }
+    bool hasColumns() const { return hasColumns_; }
+    // Drops everything text preparation made, so the next text request parses again; the
+    // imprints, extra objects and images stay.
+    void resetContent();
+
+    // ---- Copying and comparing ----
+    // Same document and same page number; nothing else is compared.
+    bool isEqual(const KPPDFPage& other) const;
+    // A new page of the same document with a copy of the dictionary that keeps its object
+    // number (so it is written as the same object), copies of the content and annotation
+    // imprints except links, and the extra objects. The caller owns it.
+    KPPDFRef<KPPDFPage> copy() const;
+
+    // The index of the first range holding position; 0 when none does (which cannot be told
+    // from a hit in the first range).
+    static uint32_t streamIndex(const std::vector<KPPDFRange>& ranges, uint64_t position);
+
+    // Called by the document as it goes away: forgets it and cuts the dictionary's links.
+    void disconnect();
+    std::string description() const;
+
+private:
+    void installEntry(std::string_view key, KPPDFRef<KPPDFObject> value);
+    void clearGeometryCaches();
+
+    KPPDFDocument* pageDocument_ = nullptr; // not owned
+    // Only for pages made from data: keeps their own document alive.
+    KPPDFRef<KPPDFDocument> ownedDocument_;
+    uint32_t pageNumberInDocument_ = 0;
+    std::vector<KPPDFRef<KPPDFImprint>> imprints_;
+    KPPDFRef<KPPDFObjectDictionary> pageDictionary_;
+    KPPDFAttributedString pageString_;
+    KPPDFObjectList extraObjects_;
+    bool processedAnnotations_ = false;
+    bool preparedForSearch_ = false;
+    bool preparedForSelection_ = false;
+    bool parsedFirstContentObject_ = false;
+    KPPDFRect cachedMediaBox_;
+    KPPDFRect cachedCropBox_;
+    uint32_t cachedRotation_ = 0;
+    bool cachedRotated_ = false;
+    bool hasColumns_ = false;
+};

@@ -1,0 +1,352 @@
+#include "kppdf/page/KPPDFPage.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/imprints/KPPDFImprint.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/page/KPPDFPageLock.h"
+#include "kppdf/platform/KPPDFPrintInfo.h"
+#include "kppdf/platform/KPPDFUserDefaults.h"
+#include "support/LogCapture.h"
+#include "support/TestPDFBuilder.h"
+
+namespace {
+
+KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
+    return KPPDFCast<KPPDFObjectDictionary>(
+        KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(text)), true, true));
+}
+
+KPPDFRef<KPPDFPage> pageWithEntries(const std::string& entries) {
+    return KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
+}
+
+// A document whose object table holds every object of the built file (as the cross-reference
+// table would put them there), for pages that inherit through Parent.
+KPPDFRef<KPPDFDocument> tableDocument(TestPDFBuilder& builder, unsigned highest) {
+    auto document = std::make_shared<KPPDFDocument>();
+    document->setDocData(builder.buildData("/Root 1 0 R"));
+    for (unsigned number = 1; number <= highest; number++) {
+        size_t offset;
+        try {
+            offset = builder.offsetOf(number);
+        } catch (const std::out_of_range&) {
+            continue;
+        }
+        size_t position = offset + std::to_string(number).size() + std::strlen(" 0 obj\n");
+        document->setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                                number, 0, document.get(), static_cast<uint32_t>(position)),
+                            number, 0);
+    }
+    return document;
+}
+
+KPPDFRef<KPPDFObjectDictionary> tableDictionary(KPPDFDocument& document, uint32_t number) {
+    return KPPDFResolve<KPPDFObjectDictionary>(
+        KPPDFObjectReference::referenceWithObjectNumber(number, 0, &document));
+}
+
+class TestAnnotation : public KPPDFImprint {
+public:
+    explicit TestAnnotation(int32_t kind) : kind_(kind) {}
+    int32_t imprintType() const override { return KPPDFImprintTypeAnnotation; }
+    int32_t annotationType() const override { return kind_; }
+    KPPDFRef<KPPDFImprint> copy() const override {
+        auto annotation = std::make_shared<TestAnnotation>(kind_);
+        copyInto(*annotation);
+        return annotation;
+    }
+
+private:
+    int32_t kind_;
+};
+
+// Equal to any other of its kind with the same tag.
+class TaggedImprint : public KPPDFImprint {
+public:
+    explicit TaggedImprint(int tag) : tag_(tag) {}
+    bool isEqual(const KPPDFImprint& other) const override {
+        auto* tagged = dynamic_cast<const TaggedImprint*>(&other);
+        return tagged && tagged->tag_ == tag_;
+    }
+
+private:
+    int tag_;
+};
+
+} // namespace
+
+TEST(KPPDFPage, RotationIsReducedAndCached) {
+    uint32_t rotation = 7;
+    EXPECT_FALSE(pageWithEntries("/MediaBox [0 0 10 10]")->rotate(&rotation));
+    EXPECT_EQ(rotation, 7u);
+
+    struct Case {
+        const char* entry;
+        uint32_t reported;
+    };
+    for (const Case& c : {Case{"/Rotate 0", 360}, Case{"/Rotate 720", 360},
+                          Case{"/Rotate -90", 270}, Case{"/Rotate 450", 90}, Case{"/Rotate 45", 45},
+                          Case{"/Rotate 90.0", 90}}) {
+        auto page = pageWithEntries(c.entry);
+        for (int call = 0; call < 2; call++) {
+            rotation = 7;
+            EXPECT_TRUE(page->rotate(&rotation)) << c.entry;
+            EXPECT_EQ(rotation, c.reported) << c.entry << " call " << call;
+        }
+    }
+    // A Rotate that is no number is no rotation.
+    EXPECT_FALSE(pageWithEntries("/Rotate /East")->rotate(&rotation));
+
+    // setRotate writes the reduced value on the page and forgets the cached one.
+    auto page = pageWithEntries("/Rotate 180");
+    EXPECT_TRUE(page->rotate(&rotation));
+    page->setRotate(450);
+    EXPECT_EQ(page->pageDictionary()->resolvedObjectForKey("Rotate")->longLongValue(), 90);
+    EXPECT_TRUE(page->rotate(&rotation));
+    EXPECT_EQ(rotation, 90u);
+    page->setRotate(360);
+    EXPECT_TRUE(page->rotate(&rotation));
+    EXPECT_EQ(rotation, KPPDFPage::kRotationNone);
+}
+
+TEST(KPPDFPage, BoxesAreReadAsWrittenAndCached) {
+    auto page = pageWithEntries("/MediaBox [612 792 0 0] /CropBox [10 20 110 220]");
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(612, 792, 612, 792));
+    KPPDFRect crop;
+    EXPECT_TRUE(page->cropBox(&crop));
+    EXPECT_EQ(crop, KPPDFMakeRect(10, 20, 100, 200));
+
+    // Without a crop box the answer stays no, even when one is added behind the cache's back;
+    // installing a dictionary clears the caches.
+    page = pageWithEntries("/MediaBox [0 0 300 400]");
+    KPPDFRect untouched = KPPDFMakeRect(1, 2, 3, 4);
+    EXPECT_FALSE(page->cropBox(&untouched));
+    page->pageDictionary()->setObject(KPPDFPage::makePDFRect(KPPDFMakeRect(0, 0, 50, 50)),
+                                      "CropBox");
+    EXPECT_FALSE(page->cropBox(&untouched));
+    EXPECT_EQ(untouched, KPPDFMakeRect(1, 2, 3, 4));
+    page->setPageDictionary(page->pageDictionary());
+    EXPECT_TRUE(page->cropBox(&crop));
+    EXPECT_EQ(crop, KPPDFMakeRect(0, 0, 50, 50));
+
+    EXPECT_EQ(KPPDFPage::makePDFRect(KPPDFMakeRect(10, 20, 30.5f, 40))->directObject(),
+              "[ 10 20 40.500000 60 ]");
+
+    // A short box reads as none, so the paper size steps in.
+    LogCapture log;
+    page = pageWithEntries("/MediaBox [0 0 100]");
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(0, 0, 612, 792));
+    EXPECT_TRUE(log.contains("Rectangle array has 3 elements instead of 4"));
+}
+
+TEST(KPPDFPage, MissingMediaBoxGetsThePaperSize) {
+    auto page = pageWithEntries("/Type /Page /Rotate 90");
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(0, 0, 612, 792));
+    auto box = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("MediaBox");
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->directObject(), "[ 0 0 612 792 ]");
+    // Other entries survive the new dictionary.
+    uint32_t rotation = 0;
+    EXPECT_TRUE(page->rotate(&rotation));
+    EXPECT_EQ(rotation, 90u);
+
+    // Landscape paper.
+    KPPDFPrintInfo::setPaperSize({842, 595});
+    page = pageWithEntries("/Type /Page");
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(0, 0, 842, 595));
+    KPPDFPrintInfo::setPaperSize(KPPDFPrintInfo::kDefaultPaperSize);
+    EXPECT_EQ(page->pageDictionary()->resolvedObjectForKey("MediaBox")->directObject(),
+              "[ 0 0 842 595 ]");
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(0, 0, 842, 595));
+
+    // A page without any dictionary gets one.
+    KPPDFPage bare;
+    EXPECT_EQ(bare.mediaBox(), KPPDFMakeRect(0, 0, 612, 792));
+    ASSERT_TRUE(bare.pageDictionary());
+}
+
+TEST(KPPDFPage, InheritedAttributesAndStableObjectNumber) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 2 /MediaBox [0 0 595 842] /Rotate 90 >>");
+    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R] /Count 2 "
+                   "/CropBox [20 20 575 822] >>");
+    builder.add(4, "<< /Type /Page /Parent 3 0 R >>");
+    builder.add(5, "<< /Type /Page /Parent 3 0 R /MediaBox [0 0 400 400] /Rotate 0 >>");
+    auto document = tableDocument(builder, 5);
+    auto inheriting = KPPDFPage::pageWithDocument(document.get(), 0, tableDictionary(*document, 4));
+    auto own = KPPDFPage::pageWithDocument(document.get(), 1, tableDictionary(*document, 5));
+
+    EXPECT_EQ(inheriting->mediaBox(), KPPDFMakeRect(0, 0, 595, 842));
+    KPPDFRect crop;
+    EXPECT_TRUE(inheriting->cropBox(&crop));
+    EXPECT_EQ(crop, KPPDFMakeRect(20, 20, 555, 802));
+    uint32_t rotation = 0;
+    EXPECT_TRUE(inheriting->rotate(&rotation));
+    EXPECT_EQ(rotation, 90u);
+    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*inheriting), (KPPDFSize{802, 555}));
+
+    EXPECT_EQ(own->mediaBox(), KPPDFMakeRect(0, 0, 400, 400));
+    EXPECT_TRUE(own->rotate(&rotation));
+    EXPECT_EQ(rotation, KPPDFPage::kRotationNone);
+    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*own), (KPPDFSize{555, 802}));
+
+    // A rotation set on the page is its own from then on, and the page stays object 4.
+    inheriting->setRotate(270);
+    EXPECT_EQ(inheriting->pageDictionary()->objectNumber(), 4u);
+    EXPECT_EQ(inheriting->pageDictionary()->resolvedObjectForKey("Rotate")->longLongValue(), 270);
+    EXPECT_EQ(inheriting->mediaBox(), KPPDFMakeRect(0, 0, 595, 842));
+    auto parent = tableDictionary(*document, 2);
+    EXPECT_EQ(parent->resolvedObjectForKey("Rotate")->longLongValue(), 90);
+}
+
+TEST(KPPDFPage, ImprintList) {
+    KPPDFPage page;
+    auto a = std::make_shared<TaggedImprint>(1);
+    auto b = std::make_shared<TaggedImprint>(2);
+    auto c = std::make_shared<TaggedImprint>(1);
+    page.addImprint(a);
+    page.insertImprint(b, 0);
+    page.insertImprint(c, 99);
+    page.addImprint(nullptr);
+    ASSERT_EQ(page.imprints().size(), 3u);
+    EXPECT_TRUE(page.processedAnnotations());
+    EXPECT_EQ(page.imprints()[0], b);
+    EXPECT_EQ(page.imprints()[2], c);
+    EXPECT_EQ(a->page(), &page);
+
+    // Every equal imprint goes, not only the one given.
+    page.removeImprint(std::make_shared<TaggedImprint>(1));
+    ASSERT_EQ(page.imprints().size(), 1u);
+    EXPECT_EQ(page.imprints()[0], b);
+    EXPECT_EQ(a->page(), nullptr);
+    EXPECT_EQ(c->page(), nullptr);
+
+    LogCapture log;
+    page.removeImprintAtIndex(1);
+    EXPECT_TRUE(log.contains("No imprint at index 1 of 1"));
+    page.removeImprintAtIndex(0);
+    EXPECT_TRUE(page.imprints().empty());
+    EXPECT_EQ(b->page(), nullptr);
+
+    page.setImprints({a, nullptr, b});
+    EXPECT_EQ(page.imprints().size(), 2u);
+    EXPECT_EQ(b->page(), &page);
+
+    // An imprint that outlives its page does not point at it.
+    auto survivor = std::make_shared<TaggedImprint>(3);
+    {
+        KPPDFPage shortLived;
+        shortLived.addImprint(survivor);
+    }
+    EXPECT_EQ(survivor->page(), nullptr);
+}
+
+TEST(KPPDFPage, CopyEqualityAndReset) {
+    KPPDFDocument document;
+    auto dictionary = dictionaryFromText("<< /Type /Page /MediaBox [0 0 200 300] /Rotate 90 >>");
+    dictionary->setObjectNumber(12);
+    dictionary->setGeneration(1);
+    auto page = KPPDFPage::pageWithDocument(&document, 4, dictionary);
+    auto content = std::make_shared<KPPDFImprint>();
+    content->setLocation({5, 6});
+    page->addImprint(content);
+    page->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypeLink));
+    page->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypePopup));
+    auto extra = KPPDFObjectInteger::integerWithLongLong(1);
+    page->addExtraObject(extra);
+    page->setParsedFirstContentObject(true);
+    EXPECT_EQ(page->mediaBox(), KPPDFMakeRect(0, 0, 200, 300));
+
+    auto copy = page->copy();
+    EXPECT_EQ(copy->document(), &document);
+    EXPECT_EQ(copy->pageNumberInDocument(), 4u);
+    ASSERT_EQ(copy->imprints().size(), 2u);
+    EXPECT_EQ(copy->imprints()[0]->imprintType(), KPPDFImprintTypeContent);
+    EXPECT_NE(copy->imprints()[0], content);
+    EXPECT_EQ(copy->imprints()[0]->location(), (KPPDFPoint{5, 6}));
+    EXPECT_EQ(copy->imprints()[0]->page(), copy.get());
+    EXPECT_EQ(copy->imprints()[1]->annotationType(), KPPDFAnnotationTypePopup);
+    EXPECT_EQ(page->imprints().size(), 3u);
+    ASSERT_NE(copy->pageDictionary(), dictionary);
+    EXPECT_EQ(copy->pageDictionary()->objectNumber(), 12u);
+    EXPECT_EQ(copy->pageDictionary()->generation(), 1u);
+    EXPECT_EQ(copy->pageDictionary()->directObject(), dictionary->directObject());
+    ASSERT_EQ(copy->extraObjects().size(), 1u);
+    EXPECT_EQ(copy->extraObjects()[0], extra);
+    EXPECT_TRUE(copy->parsedFirstContentObject());
+    EXPECT_FALSE(copy->preparedForSearch());
+    uint32_t rotation = 0;
+    EXPECT_TRUE(copy->rotate(&rotation));
+    EXPECT_EQ(rotation, 90u);
+
+    // Equality is document and number only.
+    EXPECT_TRUE(page->isEqual(*copy));
+    auto other = KPPDFPage::pageWithDocument(&document, 4, dictionaryFromText("<< >>"));
+    EXPECT_TRUE(page->isEqual(*other));
+    other->setPageNumberInDocument(5);
+    EXPECT_FALSE(page->isEqual(*other));
+    EXPECT_FALSE(page->isEqual(*KPPDFPage::pageWithDocument(nullptr, 4, dictionary)));
+
+    // Extra objects go by identity.
+    auto twin = KPPDFObjectInteger::integerWithLongLong(1);
+    page->removeExtraObject(twin);
+    EXPECT_EQ(page->extraObjects().size(), 1u);
+    page->removeExtraObject(extra);
+    EXPECT_TRUE(page->extraObjects().empty());
+    EXPECT_EQ(copy->extraObjects().size(), 1u);
+
+    page->setPageString(KPPDFAttributedString("Hello"));
+    EXPECT_EQ(page->pageString(), "Hello");
+    page->resetContent();
+    EXPECT_EQ(page->pageString(), "");
+    EXPECT_FALSE(page->parsedFirstContentObject());
+    EXPECT_EQ(page->imprints().size(), 3u);
+}
+
+TEST(KPPDFPage, StreamIndex) {
+    std::vector<KPPDFRange> ranges = {{0, 10}, {10, 5}, {20, 8}};
+    EXPECT_EQ(KPPDFPage::streamIndex(ranges, 0), 0u);
+    EXPECT_EQ(KPPDFPage::streamIndex(ranges, 12), 1u);
+    EXPECT_EQ(KPPDFPage::streamIndex(ranges, 27), 2u);
+    EXPECT_EQ(KPPDFPage::streamIndex(ranges, 17), 0u);
+    EXPECT_EQ(KPPDFPage::streamIndex(ranges, 28), 0u);
+    EXPECT_EQ(KPPDFPage::streamIndex({}, 3), 0u);
+}
+
+TEST(KPPDFPage, ProcessWideLockAndSpaceGap) {
+    KPPDFPageLock& lock = KPPDFPageLock::sharedLock();
+    EXPECT_EQ(&lock, &KPPDFPageLock::sharedLock());
+    {
+        std::lock_guard<KPPDFPageLock> held(lock);
+        std::atomic<bool> got{true};
+        std::thread([&] {
+            got = lock.try_lock();
+            if (got)
+                lock.unlock();
+        }).join();
+        EXPECT_FALSE(got);
+    }
+    ASSERT_TRUE(lock.try_lock());
+    lock.unlock();
+
+    // Read once: a later change of the default is not seen.
+    EXPECT_STREQ(KPPDFSpaceGapKey, "spaceGap");
+    bool first = KPPDFUseSpaceGap();
+    KPPDFUserDefaults::standardUserDefaults().setBool(!first, KPPDFSpaceGapKey);
+    EXPECT_EQ(KPPDFUseSpaceGap(), first);
+    KPPDFUserDefaults::standardUserDefaults().removeObjectForKey(KPPDFSpaceGapKey);
+}
+
