@@ -5,11 +5,16 @@
 
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFLog.h"
 
 KPPDFDocument::KPPDFDocument() = default;
 
 KPPDFDocument::~KPPDFDocument() {
+    // Callers may keep pages beyond the document: they must not reach it afterwards.
+    for (auto& page : pages_)
+        if (page)
+            page->disconnect();
     disconnectObjects();
     for (auto& object : retiredObjects_)
         if (object)

@@ -77,6 +77,10 @@ public:
     KPPDFRef<KPPDFObject> compressedObject(uint32_t number);
 
     // ---- Pages, names, destinations, outline (KPPDFDocumentPageTree.cpp) ----
+    // Deeper page tree nodes, name tree nodes and outline items are skipped with a log line.
+    static constexpr int kMaxPageTreeDepth = 1024;
+    static constexpr int kMaxNameTreeDepth = 1024;
+    static constexpr int kMaxOutlineDepth = 256;
     // Rebuilds the page list from the page tree; true when a page's imprint set-up changed it.
     bool prepPages();
     // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.

@@ -1,0 +1,418 @@
+// The page tree (ISO 32000-1, 7.7.3), named destinations (7.7.4 and 12.3.2.3), the outline
+// (12.3.3), and the page list that the rest of the library works from.
+#include <cmath>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "kppdf/document/KPPDFDestination.h"
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/KPPDFOutline.h"
+#include "kppdf/imprints/KPPDFImprint.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectNull.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
+#include "kppdf/platform/KPPDFLog.h"
+
+namespace {
+
+using NodeSet = std::unordered_set<const KPPDFObject*>;
+
+std::string typeText(const KPPDFRef<KPPDFObject>& type) {
+    if (!type)
+        return "(null)";
+    if (KPPDFObjectName* name = type->asName())
+        return name->value();
+    return type->description();
+}
+
+// Depth-first, left to right, without recursion: a tree as deep as the file likes cannot
+// exhaust the stack. Every node is taken once, so a node listing an ancestor (or any node
+// listed twice) cannot make the walk loop or repeat pages. root (may be null) counts as seen.
+void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kids,
+                  KPPDFObjectList& pagesObjects,
+                  std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects) {
+    struct Level {
+        KPPDFRef<KPPDFObjectArray> kids;
+        size_t next;
+        const KPPDFObject* node;
+    };
+    if (!kids)
+        return;
+    NodeSet seen;
+    if (root)
+        seen.insert(root);
+    std::vector<Level> levels{{kids, 0, root}};
+    bool loggedDepth = false;
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next >= level.kids->count()) {
+            levels.pop_back();
+            continue;
+        }
+        KPPDFRef<KPPDFObject> kid = level.kids->value()[level.next++];
+        auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
+        KPPDFRef<KPPDFObject> type = node ? node->resolvedObjectForKey("Type") : nullptr;
+        KPPDFObjectName* typeName = type ? type->asName() : nullptr;
+        bool isPages = typeName && typeName->value() == "Pages";
+        bool isPage = typeName && typeName->value() == "Page";
+        if (node && !type) {
+            // Type is required, but a node without it is still plainly one or the other.
+            isPages = node->resolvedObjectForKey<KPPDFObjectArray>("Kids") != nullptr;
+            isPage = !isPages;
+            KPPDFLog("Page tree node %u %u R has no Type; taken as %s", node->objectNumber(),
+                     node->generation(), isPages ? "Pages" : "Page");
+        }
+        if (!isPages && !isPage) {
+            KPPDFLog("Expected Page or Pages object, found: %s", typeText(type).c_str());
+            continue;
+        }
+        if (!seen.insert(node.get()).second) {
+            bool ancestor = false;
+            for (const Level& up : levels)
+                ancestor = ancestor || up.node == node.get();
+            KPPDFLog(ancestor ? "Page tree node %u %u R lists its own ancestor; skipped"
+                              : "Page tree node %u %u R is listed twice; skipped",
+                     node->objectNumber(), node->generation());
+            continue;
+        }
+        if (isPage) {
+            pageObjects.push_back(std::move(node));
+            continue;
+        }
+        pagesObjects.push_back(kid);
+        if (levels.size() >= static_cast<size_t>(KPPDFDocument::kMaxPageTreeDepth)) {
+            if (!loggedDepth)
+                KPPDFLog("Page tree deeper than %d levels; the nodes below are skipped",
+                         KPPDFDocument::kMaxPageTreeDepth);
+            loggedDepth = true;
+            continue;
+        }
+        if (auto below = node->resolvedObjectForKey<KPPDFObjectArray>("Kids"))
+            levels.push_back({std::move(below), 0, node.get()});
+    }
+}
+
+// The key of a name tree entry or a destination name: a string's text or a name's.
+bool keyText(const KPPDFRef<KPPDFObject>& object, std::string* key) {
+    if (!object)
+        return false;
+    if (KPPDFObjectString* string = object->asString()) {
+        *key = string->stringValue();
+        return true;
+    }
+    if (KPPDFObjectName* name = object->asName()) {
+        *key = name->value();
+        return true;
+    }
+    return false;
+}
+
+KPPDFColor outlineColor(KPPDFObjectDictionary& item) {
+    auto components = item.resolvedObjectForKey<KPPDFObjectArray>("C");
+    if (!components)
+        return KPPDFColor::blackColor();
+    float rgb[3] = {0, 0, 0};
+    for (size_t i = 0; i < 3; i++)
+        if (KPPDFRef<KPPDFObject> component = components->resolvedObjectAtIndex(i))
+            rgb[i] = component->realValue();
+    return KPPDFColor::colorWithRed(rgb[0], rgb[1], rgb[2], 1.0f);
+}
+
+} // namespace
+
+bool KPPDFDocument::prepPages() {
+    pages_.clear();
+    if (!pagesObject_)
+        return false;
+    KPPDFObjectList pagesObjects;
+    std::vector<KPPDFRef<KPPDFObjectDictionary>> pageObjects;
+    bool rootIsPage = pagesObject_->hasName("Type", "Page");
+    if (rootIsPage) {
+        // A catalogue whose Pages is a page itself: a one-page document.
+        KPPDFLog("Page tree root is a Page; taken as the only page");
+        pageObjects.push_back(pagesObject_);
+    } else {
+        walkPageTree(pagesObject_.get(), pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"),
+                     pagesObjects, pageObjects);
+    }
+
+    size_t count = pageObjects.size();
+    KPPDFRef<KPPDFObject> countObject = pagesObject_->resolvedObjectForKey("Count");
+    if (!countObject || !countObject->isNumber() || countObject->longLongValue() < 0) {
+        if (!rootIsPage)
+            KPPDFLog("Page tree has no usable Count; using the %zu pages found", count);
+    } else {
+        auto declared = static_cast<uint32_t>(countObject->longLongValue());
+        if (declared > count) {
+            KPPDFLog("Page tree Count %u exceeds the %zu pages found; using those", declared,
+                     count);
+        } else if (declared < count) {
+            KPPDFLog("Page tree Count %u is below the %zu pages found; using the first %u",
+                     declared, count, declared);
+            count = declared;
+        }
+    }
+
+    bool changed = false;
+    pages_.reserve(count);
+    for (size_t i = 0; i < count; i++) {
+        pages_.push_back(KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(i), pageObjects[i]));
+        changed |= pages_.back()->setupImprints();
+    }
+    return changed;
+}
+
+void KPPDFDocument::processKids(const KPPDFRef<KPPDFObjectArray>& kids,
+                                KPPDFObjectList& pagesObjects,
+                                std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects) {
+    walkPageTree(kids ? kids->directContainer() : nullptr, kids, pagesObjects, pageObjects);
+}
+
+void KPPDFDocument::processDests() {
+    dests_.clear();
+    if (!rootObject_)
+        return;
+    if (auto dests = rootObject_->resolvedObjectForKey<KPPDFObjectDictionary>("Dests"))
+        dests_ = dests->value();
+    auto names = rootObject_->resolvedObjectForKey<KPPDFObjectDictionary>("Names");
+    auto tree = names ? names->resolvedObjectForKey<KPPDFObjectDictionary>("Dests") : nullptr;
+    if (tree) {
+        // The name tree wins over the catalogue's Dests, entries of both are not merged.
+        dests_.clear();
+        processNameTree(tree, dests_);
+    }
+}
+
+void KPPDFDocument::processNameTree(const KPPDFRef<KPPDFObjectDictionary>& node,
+                                    KPPDFObjectMap& into) {
+    struct Pending {
+        KPPDFRef<KPPDFObjectDictionary> node;
+        int depth;
+    };
+    // Kids are pushed last first so that they come off in order: a later duplicate key must
+    // replace an earlier one.
+    std::vector<Pending> pending{{node, 0}};
+    NodeSet seen;
+    bool loggedDepth = false;
+    while (!pending.empty()) {
+        Pending current = std::move(pending.back());
+        pending.pop_back();
+        if (!current.node)
+            continue;
+        if (!seen.insert(current.node.get()).second) {
+            KPPDFLog("Name tree node %u %u R is reached twice; skipped",
+                     current.node->objectNumber(), current.node->generation());
+            continue;
+        }
+        if (auto kids = current.node->resolvedObjectForKey<KPPDFObjectArray>("Kids")) {
+            if (current.depth >= kMaxNameTreeDepth) {
+                if (!loggedDepth)
+                    KPPDFLog("Name tree deeper than %d levels; the nodes below are skipped",
+                             kMaxNameTreeDepth);
+                loggedDepth = true;
+                continue;
+            }
+            KPPDFObjectList& list = kids->value();
+            for (size_t i = list.size(); i-- > 0;)
+                pending.push_back({KPPDFResolve<KPPDFObjectDictionary>(list[i]), current.depth + 1});
+            continue;
+        }
+        auto names = current.node->resolvedObjectForKey<KPPDFObjectArray>("Names");
+        if (!names)
+            continue;
+        KPPDFObjectList& list = names->value();
+        std::string key;
+        for (size_t i = 0; i < list.size(); i += 2) {
+            if (!keyText(KPPDFObject::resolve(list[i]), &key)) {
+                KPPDFLog("Name tree key is not a string; entry skipped");
+                continue;
+            }
+            KPPDFRef<KPPDFObject> value =
+                i + 1 < list.size() && list[i + 1] ? list[i + 1] : KPPDFObjectNull::nullObject();
+            into.insert_or_assign(key, std::move(value));
+        }
+    }
+}
+
+KPPDFRef<KPPDFObject> KPPDFDocument::resolveDestination(const KPPDFRef<KPPDFObject>& object) {
+    std::string key;
+    if (!object || (!object->asString() && !object->asName()) || !keyText(object, &key))
+        return object;
+    auto found = dests_.find(key);
+    if (found == dests_.end())
+        return nullptr;
+    KPPDFRef<KPPDFObject> target = KPPDFObject::resolve(found->second);
+    if (KPPDFObjectDictionary* dictionary = target ? target->asDictionary() : nullptr)
+        target = dictionary->resolvedObjectForKey("D");
+    return target;
+}
+
+void KPPDFDocument::processOutline() {
+    if (outlines_ || !rootObject_)
+        return;
+    auto outlines = rootObject_->resolvedObjectForKey<KPPDFObjectDictionary>("Outlines");
+    if (!outlines)
+        return;
+    outlines_ = KPPDFOutline::outlineWithTitle("", 0, KPPDFColor::blackColor(), nullptr);
+    processOutlineLevel(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"),
+                        outlines_);
+}
+
+void KPPDFDocument::processOutlineLevel(const KPPDFRef<KPPDFObjectDictionary>& first,
+                                        const KPPDFRef<KPPDFOutline>& parent) {
+    struct Chain {
+        KPPDFRef<KPPDFObjectDictionary> item; // the next item of this level, or null
+        KPPDFRef<KPPDFOutline> parent;
+    };
+    if (!parent)
+        return;
+    // One entry per level being read; an item's children are read before its Next. Every
+    // item is taken once, which stops Next chains that loop and First entries that point
+    // back up; the level's own parent dictionary counts as taken for the same reason.
+    std::vector<Chain> chains{{first, parent}};
+    NodeSet seen;
+    if (first)
+        if (auto above = first->resolvedObjectForKey<KPPDFObjectDictionary>("Parent"))
+            seen.insert(above.get());
+    bool loggedDepth = false;
+    while (!chains.empty()) {
+        Chain& chain = chains.back();
+        KPPDFRef<KPPDFObjectDictionary> item = std::move(chain.item);
+        if (!item) {
+            chains.pop_back();
+            continue;
+        }
+        if (!seen.insert(item.get()).second) {
+            KPPDFLog("Outline item %u %u R is reached twice; its chain ends there",
+                     item->objectNumber(), item->generation());
+            chains.pop_back();
+            continue;
+        }
+        std::string title;
+        if (auto string = item->resolvedObjectForKey<KPPDFObjectString>("Title"))
+            title = string->stringValue();
+        KPPDFRef<KPPDFObject> flags = item->resolvedObjectForKey("F");
+        auto outline = KPPDFOutline::outlineWithTitle(
+            std::move(title), flags && flags->isNumber() ? static_cast<int32_t>(flags->longLongValue()) : 0,
+            outlineColor(*item), KPPDFDestination::destinationFromDictionary(item, *this));
+        chain.parent->addChild(outline);
+        chain.item = item->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
+        auto child = item->resolvedObjectForKey<KPPDFObjectDictionary>("First");
+        if (!child)
+            continue;
+        if (chains.size() >= static_cast<size_t>(kMaxOutlineDepth)) {
+            if (!loggedDepth)
+                KPPDFLog("Outline deeper than %d levels; the items below are skipped",
+                         kMaxOutlineDepth);
+            loggedDepth = true;
+            continue;
+        }
+        chains.push_back({std::move(child), outline});
+    }
+}
+
+KPPDFRef<KPPDFPage> KPPDFDocument::pageForReference(const KPPDFRef<KPPDFObject>& object) {
+    if (!object)
+        return nullptr;
+    uint32_t number = object->objectNumber();
+    uint32_t generation = object->generation();
+    if (number == 0) {
+        KPPDFObjectReference* reference = object->asReference();
+        KPPDFRef<KPPDFObject> target = reference ? reference->value() : nullptr;
+        if (!target)
+            return nullptr;
+        number = target->objectNumber();
+        generation = target->generation();
+    }
+    // Pages made in memory have number 0 and are never named by a reference.
+    if (number == 0)
+        return nullptr;
+    for (const auto& page : pages_) {
+        const auto& dictionary = page ? page->pageDictionary() : nullptr;
+        if (dictionary && dictionary->objectNumber() == number &&
+            dictionary->generation() == generation)
+            return page;
+    }
+    return nullptr;
+}
+
+KPPDFRef<KPPDFPage> KPPDFDocument::pageAtIndex(uint32_t index) const {
+    return index < pages_.size() ? pages_[index] : nullptr;
+}
+
+void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
+    if (!page)
+        return;
+    if (index > pages_.size()) {
+        KPPDFLog("Page index %u is past the %zu pages; the page is appended", index,
+                 pages_.size());
+        index = static_cast<uint32_t>(pages_.size());
+    }
+    pages_.insert(pages_.begin() + index, std::move(page));
+}
+
+void KPPDFDocument::removePageAtIndex(uint32_t index) {
+    if (index >= pages_.size()) {
+        KPPDFLog("No page at index %u of %zu", index, pages_.size());
+        return;
+    }
+    pages_.erase(pages_.begin() + index);
+}
+
+void KPPDFDocument::setPagesFromArray(std::vector<KPPDFRef<KPPDFPage>> pages) {
+    pages_ = std::move(pages);
+}
+
+bool KPPDFDocument::hasFields() {
+    for (const auto& page : pages_) {
+        if (!page)
+            continue;
+        for (const auto& imprint : page->imprints())
+            if (imprint && imprint->imprintType() == KPPDFImprintTypeAnnotation &&
+                imprint->annotationType() == KPPDFAnnotationTypeWidget)
+                return true;
+    }
+    return false;
+}
+
+KPPDFSize KPPDFDocument::pageSizeForPage(KPPDFPage& page) {
+    KPPDFRect box = page.mediaBox();
+    page.cropBox(&box);
+    uint32_t rotation = 0;
+    if (page.rotate(&rotation) && (rotation == 90 || rotation == 270))
+        return {box.size.height, box.size.width};
+    return box.size;
+}
+
+KPPDFAffineTransform KPPDFDocument::pageTransformForRotation(float rotation, KPPDFSize size) {
+    if (!(rotation > 0))
+        return KPPDFAffineTransform();
+    // Quarter turns are exact, so a rotated page lands on whole coordinates.
+    float cosine, sine;
+    if (rotation == 90) {
+        cosine = 0, sine = 1;
+    } else if (rotation == 180) {
+        cosine = -1, sine = 0;
+    } else if (rotation == 270) {
+        cosine = 0, sine = -1;
+    } else {
+        double radians = double(rotation) * M_PI / 180.0;
+        cosine = static_cast<float>(std::cos(radians));
+        sine = static_cast<float>(std::sin(radians));
+    }
+    KPPDFAffineTransform turn{cosine, sine, -sine, cosine, 0, 0};
+    KPPDFAffineTransform shift;
+    if (rotation == 90)
+        shift.ty = -size.height;
+    else if (rotation == 180)
+        shift.tx = -size.width, shift.ty = -size.height;
+    else if (rotation == 270)
+        shift.tx = -size.width;
+    // Translated first, then turned.
+    return shift.concat(turn);
+}

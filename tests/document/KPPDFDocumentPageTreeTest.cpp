@@ -1,0 +1,936 @@
+#include "kppdf/document/KPPDFDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kppdf/document/KPPDFDestination.h"
+#include "kppdf/document/KPPDFOutline.h"
+#include "kppdf/imprints/KPPDFImprint.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
+#include "support/LogCapture.h"
+#include "support/TestPDFBuilder.h"
+
+namespace {
+
+// Fills the object table from a built file the way the cross-reference table would, then runs
+// the page tree, names and outline steps of opening.
+KPPDFRef<KPPDFDocument> loadBuilt(TestPDFBuilder& builder, unsigned highest,
+                                  const std::string& path = "") {
+    auto document = std::make_shared<KPPDFDocument>();
+    document->setDocData(builder.buildData("/Root 1 0 R"));
+    document->setPath(path);
+    for (unsigned number = 1; number <= highest; number++) {
+        size_t offset;
+        try {
+            offset = builder.offsetOf(number);
+        } catch (const std::out_of_range&) {
+            continue;
+        }
+        size_t position = offset + std::to_string(number).size() + std::strlen(" 0 obj\n");
+        document->setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                                number, 0, document.get(), static_cast<uint32_t>(position)),
+                            number, 0);
+    }
+    auto root = KPPDFResolve<KPPDFObjectDictionary>(
+        KPPDFObjectReference::referenceWithObjectNumber(1, 0, document.get()));
+    document->setRootObject(root);
+    if (root)
+        document->setPagesObject(root->resolvedObjectForKey<KPPDFObjectDictionary>("Pages"));
+    document->processDests();
+    document->prepPages();
+    document->processOutline();
+    return document;
+}
+
+std::string ref(unsigned number) { return std::to_string(number) + " 0 R"; }
+
+std::string page(unsigned parent, const std::string& extra = "") {
+    return "<< /Type /Page /Parent " + ref(parent) + " " + extra + " >>";
+}
+
+std::vector<uint32_t> pageNumbers(KPPDFDocument& document) {
+    std::vector<uint32_t> numbers;
+    for (auto& page : document.pages())
+        numbers.push_back(page->pageDictionary()->objectNumber());
+    return numbers;
+}
+
+KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
+    return KPPDFCast<KPPDFObjectDictionary>(
+        KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(text)), true, true));
+}
+
+class TestAnnotation : public KPPDFImprint {
+public:
+    explicit TestAnnotation(int32_t kind) : kind_(kind) {}
+    int32_t imprintType() const override { return KPPDFImprintTypeAnnotation; }
+    int32_t annotationType() const override { return kind_; }
+
+private:
+    int32_t kind_;
+};
+
+// Three pages below the root, used by the destination and outline tests: objects 3, 4, 5.
+void addThreePages(TestPDFBuilder& builder, const std::string& catalogExtra) {
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R " + catalogExtra + " >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>");
+    builder.add(3, page(2, "/MediaBox [0 0 612 792]"));
+    builder.add(4, page(2, "/MediaBox [0 0 612 792]"));
+    builder.add(5, page(2, "/MediaBox [0 0 612 792]"));
+}
+
+} // namespace
+
+TEST(KPPDFDocumentPageTree, NestedNodesGiveLeavesDepthFirst) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 3 >>");
+    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [5 0 R 6 0 R] /Count 2 >>");
+    builder.add(4, page(2));
+    builder.add(5, page(3));
+    builder.add(6, "<< /Type /Pages /Parent 3 0 R /Kids [7 0 R] /Count 1 >>");
+    builder.add(7, page(6));
+    auto document = loadBuilt(builder, 7);
+
+    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{5, 7, 4}));
+    for (uint32_t i = 0; i < document->pageCount(); i++) {
+        EXPECT_EQ(document->pageAtIndex(i)->pageNumberInDocument(), i);
+        EXPECT_EQ(document->pageAtIndex(i)->document(), document.get());
+    }
+    EXPECT_EQ(document->pageAtIndex(3), nullptr);
+
+    // The walk itself: intermediate nodes as listed (references), leaves resolved.
+    KPPDFObjectList nodes;
+    std::vector<KPPDFRef<KPPDFObjectDictionary>> leaves;
+    document->processKids(document->pagesObject()->resolvedObjectForKey<KPPDFObjectArray>("Kids"),
+                          nodes, leaves);
+    ASSERT_EQ(nodes.size(), 2u);
+    EXPECT_EQ(nodes[0]->objectType(), KPPDFObjectTypeReference);
+    EXPECT_EQ(nodes[0]->objectNumber(), 3u);
+    EXPECT_EQ(nodes[1]->objectNumber(), 6u);
+    ASSERT_EQ(leaves.size(), 3u);
+    EXPECT_EQ(leaves[1]->objectNumber(), 7u);
+}
+
+TEST(KPPDFDocumentPageTree, KidsOfTheWrongKindAreSkipped) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 99 0 R 5 0 R 6 0 R] /Count 3 >>");
+    builder.add(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+    builder.add(4, "<< /Parent 2 0 R /MediaBox [0 0 100 100] >>");
+    builder.add(5, "<< /Parent 2 0 R /Kids [6 0 R] >>");
+    builder.add(6, page(5));
+    LogCapture log;
+    auto document = loadBuilt(builder, 6);
+
+    // 4 has no Type and no Kids: a page; 5 has Kids: a node, whose page 6 then comes once.
+    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 6}));
+    EXPECT_TRUE(log.contains("Expected Page or Pages object, found: Font"));
+    EXPECT_TRUE(log.contains("Expected Page or Pages object, found: (null)"));
+    EXPECT_TRUE(log.contains("Page tree node 4 0 R has no Type; taken as Page"));
+    EXPECT_TRUE(log.contains("Page tree node 6 0 R is listed twice; skipped"));
+    EXPECT_TRUE(log.contains("Page tree Count 3 exceeds the 2 pages found"));
+}
+
+TEST(KPPDFDocumentPageTree, CountDecidesOnlyWhenItIsSmaller) {
+    struct Case {
+        const char* count;
+        uint32_t pages;
+        const char* logged;
+    };
+    const Case cases[] = {
+        {"/Count 3", 3, nullptr},
+        {"/Count 2", 2, "Page tree Count 2 is below the 3 pages found; using the first 2"},
+        {"/Count 0", 0, "Page tree Count 0 is below"},
+        {"/Count 5", 3, "Page tree Count 5 exceeds the 3 pages found"},
+        {"/Count -1", 3, "Page tree has no usable Count; using the 3 pages found"},
+        {"/Count (three)", 3, "Page tree has no usable Count"},
+        {"", 3, "Page tree has no usable Count"},
+    };
+    for (const Case& c : cases) {
+        TestPDFBuilder builder;
+        builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+        builder.add(2, std::string("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] ") + c.count + " >>");
+        for (unsigned n = 3; n <= 5; n++)
+            builder.add(n, page(2));
+        LogCapture log;
+        auto document = loadBuilt(builder, 5);
+        EXPECT_EQ(document->pageCount(), c.pages) << c.count;
+        if (c.logged) {
+            EXPECT_TRUE(log.contains(c.logged)) << c.count;
+        } else {
+            EXPECT_TRUE(log.lines().empty()) << c.count;
+        }
+        if (c.pages == 2) {
+            EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{3, 4}));
+        }
+    }
+}
+
+TEST(KPPDFDocumentPageTree, CyclesAndRepeatsAreCut) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 3 >>");
+    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 2 0 R 4 0 R 3 0 R 6 0 R] "
+                   "/Count 3 >>");
+    builder.add(4, page(3));
+    builder.add(5, page(3));
+    builder.add(6, page(3));
+    LogCapture log;
+    auto document = loadBuilt(builder, 6);
+    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 5, 6}));
+    EXPECT_TRUE(log.contains("Page tree node 2 0 R lists its own ancestor; skipped"));
+    EXPECT_TRUE(log.contains("Page tree node 3 0 R lists its own ancestor; skipped"));
+    EXPECT_TRUE(log.contains("Page tree node 4 0 R is listed twice; skipped"));
+
+    // A root that is a page itself makes a one-page document.
+    TestPDFBuilder single;
+    single.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    single.add(2, "<< /Type /Page /MediaBox [0 0 200 100] >>");
+    auto onePage = loadBuilt(single, 2);
+    EXPECT_EQ(pageNumbers(*onePage), (std::vector<uint32_t>{2}));
+}
+
+TEST(KPPDFDocumentPageTree, DeepTreesAreWalkedWithoutRecursion) {
+    // Node i lists page i and node i + 1; node 0 is the root.
+    auto build = [](unsigned levels) {
+        TestPDFBuilder builder;
+        builder.add(1, "<< /Type /Catalog /Pages 10 0 R >>");
+        for (unsigned i = 0; i <= levels; i++) {
+            std::string kids = ref(11 + 2 * i) + (i < levels ? " " + ref(12 + 2 * i) : "");
+            std::string parent = i ? "/Parent " + ref(10 + 2 * (i - 1)) + " " : "";
+            builder.add(10 + 2 * i, "<< /Type /Pages " + parent + "/Kids [" + kids + "] >>");
+            builder.add(11 + 2 * i, page(10 + 2 * i));
+        }
+        return builder;
+    };
+    {
+        TestPDFBuilder builder = build(1000);
+        LogCapture log;
+        auto document = loadBuilt(builder, 12 + 2 * 1000);
+        ASSERT_EQ(document->pageCount(), 1001u);
+        EXPECT_EQ(document->pageAtIndex(1000)->pageDictionary()->objectNumber(), 2011u);
+        EXPECT_FALSE(log.contains("deeper than"));
+    }
+    {
+        TestPDFBuilder builder = build(2000);
+        LogCapture log;
+        auto document = loadBuilt(builder, 12 + 2 * 2000);
+        // The root's own page and one page from each level the walk may enter.
+        EXPECT_EQ(document->pageCount(), uint32_t(KPPDFDocument::kMaxPageTreeDepth));
+        EXPECT_TRUE(log.contains("Page tree deeper than 1024 levels"));
+        for (uint32_t i = 0; i < document->pageCount(); i += 97)
+            EXPECT_EQ(document->pageAtIndex(i)->pageDictionary()->objectNumber(), 11 + 2 * i);
+    }
+}
+
+TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
+    const std::string catalogDests =
+        "<< /first [3 0 R /Fit] /second << /D [4 0 R /XYZ 1 2 3] >> /third 9 0 R >>";
+    {
+        TestPDFBuilder builder;
+        addThreePages(builder, "/Dests 8 0 R");
+        builder.add(8, catalogDests);
+        builder.add(9, "[5 0 R /FitH 700]");
+        auto document = loadBuilt(builder, 9);
+        ASSERT_EQ(document->dests().size(), 3u);
+
+        auto first = KPPDFCast<KPPDFObjectArray>(
+            document->resolveDestination(KPPDFObjectName::nameWithString("first")));
+        ASSERT_TRUE(first);
+        EXPECT_EQ(first->directObject(), "[ 3 0 R /Fit ]");
+        // A dictionary value leads to its D array; a string finds the same key as a name.
+        auto second = KPPDFCast<KPPDFObjectArray>(
+            document->resolveDestination(KPPDFObjectString::stringWithString("second")));
+        ASSERT_TRUE(second);
+        EXPECT_EQ(second->directObject(), "[ 4 0 R /XYZ 1 2 3 ]");
+        auto third = document->resolveDestination(KPPDFObjectName::nameWithString("third"));
+        ASSERT_TRUE(third && third->asArray());
+        EXPECT_EQ(third->objectNumber(), 9u);
+        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("fourth")),
+                  nullptr);
+        // Anything but a name or string is already a destination.
+        EXPECT_EQ(document->resolveDestination(first), first);
+        EXPECT_EQ(document->resolveDestination(nullptr), nullptr);
+    }
+    {
+        // Both forms: only the name tree counts. The root's own Names are ignored because it
+        // has Kids; node 12 lists the root again.
+        TestPDFBuilder builder;
+        addThreePages(builder, "/Dests 8 0 R /Names << /Dests 10 0 R >>");
+        builder.add(8, catalogDests);
+        builder.add(10, "<< /Kids [11 0 R 12 0 R] /Names [(zzz) [3 0 R /Fit]] >>");
+        builder.add(11, "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
+        builder.add(12, "<< /Kids [14 0 R 10 0 R] >>");
+        builder.add(13, "<< /D [4 0 R /FitR 10 20 30 40] >>");
+        builder.add(14, "<< /Names [(alpha) [5 0 R /FitB] (gamma) 15 0 R (odd)] >>");
+        builder.add(15, "[5 0 R /FitV 100]");
+        LogCapture log;
+        auto document = loadBuilt(builder, 15);
+        std::vector<std::string> keys;
+        for (auto& [key, value] : document->dests())
+            keys.push_back(key);
+        EXPECT_EQ(keys, (std::vector<std::string>{"alpha", "beta", "gamma", "odd"}));
+        EXPECT_TRUE(log.contains("Name tree node 10 0 R is reached twice; skipped"));
+        // The later alpha replaces the earlier one.
+        auto alpha = document->resolveDestination(KPPDFObjectString::stringWithString("alpha"));
+        ASSERT_TRUE(alpha);
+        EXPECT_EQ(alpha->directObject(), "[ 5 0 R /FitB ]");
+        auto beta = document->resolveDestination(KPPDFObjectString::stringWithString("beta"));
+        ASSERT_TRUE(beta);
+        EXPECT_EQ(beta->directObject(), "[ 4 0 R /FitR 10 20 30 40 ]");
+        auto odd = document->resolveDestination(KPPDFObjectString::stringWithString("odd"));
+        ASSERT_TRUE(odd);
+        EXPECT_EQ(odd->objectType(), KPPDFObjectTypeNull);
+    }
+    {
+        // A document without either has no named destinations.
+        TestPDFBuilder builder;
+        addThreePages(builder, "");
+        auto document = loadBuilt(builder, 5);
+        EXPECT_TRUE(document->dests().empty());
+    }
+}
+
+TEST(KPPDFDocumentPageTree, DestinationsOfEveryForm) {
+    TestPDFBuilder builder;
+    addThreePages(builder, "/Names << /Dests << /Names [(named) 13 0 R] >> >>");
+    builder.add(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+    builder.add(13, "<< /D [4 0 R /XYZ 72 700 1.5] >>");
+    builder.add(20, "<< /Dest [3 0 R /XYZ 100 200 2] >>");
+    builder.add(21, "<< /Dest [4 0 R /FitR 10 20 30 40] >>");
+    builder.add(22, "<< /Dest (named) >>");
+    builder.add(23, "<< /A << /S /GoTo /D (named) >> >>");
+    builder.add(24, "<< /A << /S /GoTo /D [5 0 R /FitBH 500] >> >>");
+    builder.add(25, "<< /A << /S /URI /URI (https://example.org/a?b=1) >> >>");
+    builder.add(26, "<< /A << /S /GoToR /F (other dir/companion.pdf) /D [0 /Fit] >> >>");
+    builder.add(27, "<< /A << /S /GoToR /F (../up.pdf) >> >>");
+    builder.add(28, "<< /A << /S /GoToR /F << /FS /URL /F (https://example.org/x.pdf) >> >> >>");
+    builder.add(29, "<< /A << /S /GoToR /F << /Type /Filespec /F (/abs/f\\351.pdf) >> >> >>");
+    builder.add(30, "<< /A << /S /GoToR /F << /Mac (companion.pdf) >> >> >>");
+    builder.add(31, "<< /A << /S /Launch /F (x.app) >> >>");
+    builder.add(32, "<< /Subtype /Link >>");
+    builder.add(33, "<< /Dest (missing) >>");
+    builder.add(34, "<< /Dest [6 0 R /Fit] >>");
+    builder.add(35, "<< /Dest [1 /FitV 50] >>");
+    builder.add(36, "<< /Dest [3 0 R /XYZ null null null] >>");
+    builder.add(37, "<< /Dest [4 0 R /FitB] >>");
+    builder.add(38, "<< /Dest [5 0 R /FitBV 33.5] >>");
+    builder.add(39, "<< /Dest [5 0 R /Zoom 1 2 3] >>");
+    std::error_code error;
+    std::filesystem::path before = std::filesystem::current_path(error);
+    auto document = loadBuilt(builder, 39, "/tmp/docs/here/file.pdf");
+    auto destination = [&](unsigned number) {
+        auto dictionary = KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(number));
+        EXPECT_TRUE(dictionary) << number;
+        return KPPDFDestination::destinationFromDictionary(dictionary, *document);
+    };
+
+    auto xyz = destination(20);
+    EXPECT_EQ(xyz->type(), KPPDFDestinationTypePage);
+    EXPECT_EQ(xyz->page(), document->pageAtIndex(0));
+    EXPECT_EQ(xyz->fit(), KPPDFDestinationFitXYZ);
+    EXPECT_EQ(xyz->left(), 100);
+    EXPECT_EQ(xyz->top(), 200);
+    EXPECT_EQ(xyz->zoom(), 2);
+    EXPECT_EQ(xyz->description(), "page:<KPPDFPage 0>  fit:1  200.0 100.0 0.0 0.0 200%");
+
+    auto fitR = destination(21);
+    EXPECT_EQ(fitR->fit(), KPPDFDestinationFitFitR);
+    EXPECT_EQ(fitR->page(), document->pageAtIndex(1));
+    EXPECT_EQ(fitR->left(), 10);
+    EXPECT_EQ(fitR->right(), 20);
+    EXPECT_EQ(fitR->bottom(), 30);
+    EXPECT_EQ(fitR->top(), 40);
+
+    for (unsigned number : {22u, 23u}) {
+        auto named = destination(number);
+        EXPECT_EQ(named->type(), KPPDFDestinationTypePage) << number;
+        EXPECT_EQ(named->page(), document->pageAtIndex(1)) << number;
+        EXPECT_EQ(named->left(), 72) << number;
+        EXPECT_EQ(named->top(), 700) << number;
+        EXPECT_EQ(named->zoom(), 1.5f) << number;
+    }
+    auto fitBH = destination(24);
+    EXPECT_EQ(fitBH->page(), document->pageAtIndex(2));
+    EXPECT_EQ(fitBH->fit(), KPPDFDestinationFitFitBH);
+    EXPECT_EQ(fitBH->top(), 500);
+
+    auto uri = destination(25);
+    EXPECT_EQ(uri->type(), KPPDFDestinationTypeURI);
+    EXPECT_EQ(uri->url(), "https://example.org/a?b=1");
+    EXPECT_EQ(uri->page(), nullptr);
+
+    // Remote files resolve against the document's folder, never by changing directory.
+    auto remote = destination(26);
+    EXPECT_EQ(remote->type(), KPPDFDestinationTypeRemote);
+    EXPECT_EQ(remote->url(), "file:///tmp/docs/here/other%20dir/companion.pdf");
+    EXPECT_EQ(destination(27)->url(), "file:///tmp/docs/up.pdf");
+    EXPECT_EQ(destination(28)->url(), "https://example.org/x.pdf");
+    EXPECT_EQ(destination(29)->url(), "file:///abs/f%C3%A9.pdf");
+    EXPECT_EQ(destination(30)->url(), "file:///tmp/docs/here/companion.pdf/");
+    EXPECT_EQ(std::filesystem::current_path(error), before);
+
+    EXPECT_EQ(destination(31)->type(), KPPDFDestinationTypeUnknown);
+    auto none = destination(32);
+    EXPECT_EQ(none->type(), KPPDFDestinationTypeUnknown);
+    EXPECT_EQ(none->description(), "<<< unknown type >>>");
+    EXPECT_EQ(destination(33)->type(), KPPDFDestinationTypeUnknown);
+
+    // A target that is no page keeps the fit but has no page.
+    auto notPage = destination(34);
+    EXPECT_EQ(notPage->type(), KPPDFDestinationTypePage);
+    EXPECT_EQ(notPage->page(), nullptr);
+    EXPECT_EQ(notPage->fit(), KPPDFDestinationFitFit);
+    EXPECT_EQ(notPage->description(), "page:(null)  fit:2  0.0 0.0 0.0 0.0 0%");
+
+    auto byIndex = destination(35);
+    EXPECT_EQ(byIndex->page(), document->pageAtIndex(1));
+    EXPECT_EQ(byIndex->fit(), KPPDFDestinationFitFitV);
+    EXPECT_EQ(byIndex->left(), 50);
+
+    auto nulls = destination(36);
+    EXPECT_EQ(nulls->fit(), KPPDFDestinationFitXYZ);
+    EXPECT_EQ(nulls->left(), 0);
+    EXPECT_EQ(nulls->zoom(), 0);
+    EXPECT_EQ(destination(37)->fit(), KPPDFDestinationFitFitB);
+    auto fitBV = destination(38);
+    EXPECT_EQ(fitBV->fit(), KPPDFDestinationFitFitBV);
+    EXPECT_EQ(fitBV->left(), 33.5f);
+    auto unknownStyle = destination(39);
+    EXPECT_EQ(unknownStyle->type(), KPPDFDestinationTypePage);
+    EXPECT_EQ(unknownStyle->fit(), KPPDFDestinationFitNone);
+    EXPECT_EQ(unknownStyle->left(), 0);
+
+    EXPECT_EQ(KPPDFDestination::destinationFromDictionary(nullptr, *document)->type(),
+              KPPDFDestinationTypeUnknown);
+
+    // The page goes with the document's page list.
+    document->setPagesFromArray({});
+    EXPECT_EQ(xyz->page(), nullptr);
+}
+
+TEST(KPPDFDocumentPageTree, OutlineWithLevelsColoursAndBrokenChains) {
+    TestPDFBuilder builder;
+    addThreePages(builder, "/Outlines 40 0 R");
+    builder.add(40, "<< /Type /Outlines /First 41 0 R /Last 43 0 R /Count 3 >>");
+    builder.add(41, "<< /Title (Chapter 1) /Parent 40 0 R /Next 42 0 R /First 44 0 R "
+                    "/Last 45 0 R /Count 2 /C [0 0 0] /Dest [3 0 R /Fit] >>");
+    builder.add(44, "<< /Title (Section 1.1) /Parent 41 0 R /Next 45 0 R /F 1 /C [1 0 0] "
+                    "/Dest [4 0 R /XYZ 0 792 0] >>");
+    builder.add(45, "<< /Title (Section 1.2) /Parent 41 0 R /Prev 44 0 R /Count -1 "
+                    "/First 46 0 R /Last 46 0 R >>");
+    builder.add(46, "<< /Title <FEFF00430061006600E9> /Parent 45 0 R "
+                    "/A << /S /URI /URI (https://example.org) >> >>");
+    builder.add(42, "<< /Title (Chapter 2) /Parent 40 0 R /Prev 41 0 R /Next 43 0 R /F 3 "
+                    "/C [0 0 0.5] >>");
+    // Its Next comes back to the first item and its First points at the outline root.
+    builder.add(43, "<< /Title (Loop) /Parent 40 0 R /Prev 42 0 R /Next 41 0 R /First 40 0 R >>");
+    LogCapture log;
+    auto document = loadBuilt(builder, 46);
+
+    auto root = document->outlines();
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->title(), "");
+    EXPECT_EQ(root->destination(), nullptr);
+    ASSERT_EQ(root->numberOfChildren(), 3u);
+    auto chapter1 = root->children()[0];
+    EXPECT_EQ(chapter1->title(), "Chapter 1");
+    EXPECT_TRUE(chapter1->colorIsBlack());
+    EXPECT_FALSE(chapter1->color().has_value());
+    EXPECT_EQ(chapter1->destination()->page(), document->pageAtIndex(0));
+    ASSERT_EQ(chapter1->numberOfChildren(), 2u);
+    auto section11 = chapter1->children()[0];
+    EXPECT_EQ(section11->title(), "Section 1.1");
+    EXPECT_EQ(section11->flags(), 1);
+    ASSERT_TRUE(section11->color());
+    EXPECT_EQ(*section11->color(), KPPDFColor::redColor());
+    EXPECT_EQ(section11->destination()->top(), 792);
+    EXPECT_FALSE(section11->hasChildren());
+    auto section12 = chapter1->children()[1];
+    ASSERT_EQ(section12->numberOfChildren(), 1u);
+    auto cafe = section12->children()[0];
+    EXPECT_EQ(cafe->title(), "Caf\xC3\xA9");
+    EXPECT_EQ(cafe->destination()->type(), KPPDFDestinationTypeURI);
+
+    auto chapter2 = root->children()[1];
+    EXPECT_EQ(chapter2->flags(), 3);
+    ASSERT_TRUE(chapter2->color());
+    EXPECT_EQ(*chapter2->color(), KPPDFColor::colorWithRed(0, 0, 0.5f));
+    EXPECT_FALSE(chapter2->colorIsBlack());
+    EXPECT_EQ(chapter2->destination()->type(), KPPDFDestinationTypeUnknown);
+
+    auto loop = root->children()[2];
+    EXPECT_EQ(loop->title(), "Loop");
+    EXPECT_FALSE(loop->hasChildren());
+    EXPECT_TRUE(log.contains("Outline item 41 0 R is reached twice"));
+    EXPECT_TRUE(log.contains("Outline item 40 0 R is reached twice"));
+    EXPECT_EQ(chapter2->description(),
+              "<KPPDFOutline \"Chapter 2\" flags:3 color:KPPDFColor(0 0 0.5 1) "
+              "destination:<<< unknown type >>> children:0>");
+
+    // Built once only.
+    auto same = document->outlines();
+    document->processOutline();
+    EXPECT_EQ(document->outlines(), same);
+}
+
+TEST(KPPDFDocumentPageTree, OutlineEdges) {
+    {
+        TestPDFBuilder builder;
+        addThreePages(builder, "/Outlines << /Type /Outlines /Count 0 >>");
+        auto document = loadBuilt(builder, 5);
+        ASSERT_TRUE(document->outlines());
+        EXPECT_FALSE(document->outlines()->hasChildren());
+        EXPECT_EQ(document->outlines()->numberOfChildren(), 0u);
+    }
+    {
+        TestPDFBuilder builder;
+        addThreePages(builder, "");
+        EXPECT_EQ(loadBuilt(builder, 5)->outlines(), nullptr);
+    }
+    {
+        // Each item is the only child of the one before: 300 levels.
+        TestPDFBuilder builder;
+        addThreePages(builder, "/Outlines 100 0 R");
+        builder.add(100, "<< /First 101 0 R >>");
+        for (unsigned i = 1; i <= 300; i++)
+            builder.add(100 + i, "<< /Title (Level " + std::to_string(i) + ") /Parent " +
+                                     ref(99 + i) + (i < 300 ? " /First " + ref(101 + i) : "") +
+                                     " >>");
+        LogCapture log;
+        auto document = loadBuilt(builder, 400);
+        int depth = 0;
+        for (auto item = document->outlines(); item->hasChildren(); item = item->children()[0])
+            depth++;
+        EXPECT_EQ(depth, KPPDFDocument::kMaxOutlineDepth);
+        EXPECT_TRUE(log.contains("Outline deeper than 256 levels"));
+    }
+}
+
+TEST(KPPDFDocumentPageTree, PageForReference) {
+    TestPDFBuilder builder;
+    addThreePages(builder, "");
+    builder.add(6, "<< /Type /Font >>");
+    auto document = loadBuilt(builder, 6);
+    KPPDFDocument* doc = document.get();
+    auto reference = [doc](uint32_t number, uint32_t generation = 0) {
+        return KPPDFObjectReference::referenceWithObjectNumber(number, generation, doc);
+    };
+    EXPECT_EQ(document->pageForReference(reference(4)), document->pageAtIndex(1));
+    EXPECT_EQ(document->pageForReference(reference(4, 1)), nullptr);
+    EXPECT_EQ(document->pageForReference(reference(2)), nullptr);
+    EXPECT_EQ(document->pageForReference(reference(6)), nullptr);
+    EXPECT_EQ(document->pageForReference(reference(77)), nullptr);
+    // A reference made in memory and the page dictionary itself.
+    auto dictionary = document->pageAtIndex(2)->pageDictionary();
+    EXPECT_EQ(document->pageForReference(KPPDFObjectReference::referenceWithObject(dictionary)),
+              document->pageAtIndex(2));
+    EXPECT_EQ(document->pageForReference(dictionary), document->pageAtIndex(2));
+    EXPECT_EQ(document->pageForReference(KPPDFObjectInteger::integerWithLongLong(3)), nullptr);
+    EXPECT_EQ(document->pageForReference(nullptr), nullptr);
+}
+
+TEST(KPPDFDocumentPageTree, EditingThePageList) {
+    TestPDFBuilder builder;
+    addThreePages(builder, "");
+    auto document = loadBuilt(builder, 5);
+    auto first = document->pageAtIndex(0);
+    auto extra = KPPDFPage::pageWithDocument(document.get(), 3, dictionaryFromText("<< >>"));
+    LogCapture log;
+    document->insertPage(extra, 1);
+    EXPECT_EQ(document->pageAtIndex(1), extra);
+    EXPECT_EQ(document->pageCount(), 4u);
+    document->insertPage(first, 99);
+    EXPECT_EQ(document->pageAtIndex(4), first);
+    EXPECT_TRUE(log.contains("Page index 99 is past the 4 pages"));
+    document->removePageAtIndex(0);
+    document->removePageAtIndex(99);
+    EXPECT_TRUE(log.contains("No page at index 99 of 4"));
+    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{0, 4, 5, 3}));
+    document->setPagesFromArray({first});
+    EXPECT_EQ(document->pageCount(), 1u);
+
+    EXPECT_FALSE(document->hasFields());
+    first->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypeLink));
+    EXPECT_FALSE(document->hasFields());
+    first->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypeWidget));
+    EXPECT_TRUE(document->hasFields());
+}
+
+TEST(KPPDFDocumentPageTree, PageSizeAndRotationTransform) {
+    auto sizeOf = [](const std::string& entries) {
+        auto page = KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
+        return KPPDFDocument::pageSizeForPage(*page);
+    };
+    const std::string boxes = "/MediaBox [0 0 612 792] /CropBox [0 0 100 200]";
+    EXPECT_EQ(sizeOf(boxes + " /Rotate 90"), (KPPDFSize{200, 100}));
+    EXPECT_EQ(sizeOf(boxes + " /Rotate -90"), (KPPDFSize{200, 100}));
+    EXPECT_EQ(sizeOf(boxes + " /Rotate 180"), (KPPDFSize{100, 200}));
+    EXPECT_EQ(sizeOf(boxes + " /Rotate 450"), (KPPDFSize{200, 100}));
+    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 270"), (KPPDFSize{792, 612}));
+    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 0"), (KPPDFSize{612, 792}));
+    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 45"), (KPPDFSize{612, 792}));
+
+    KPPDFSize size{612, 792};
+    EXPECT_EQ(KPPDFDocument::pageTransformForRotation(-90, size), KPPDFAffineTransform());
+    EXPECT_EQ(KPPDFDocument::pageTransformForRotation(0, size), KPPDFAffineTransform());
+    KPPDFAffineTransform turn = KPPDFDocument::pageTransformForRotation(45, size);
+    float half = std::sqrt(0.5f);
+    EXPECT_NEAR(turn.a, half, 1e-6);
+    EXPECT_NEAR(turn.b, half, 1e-6);
+    EXPECT_NEAR(turn.c, -half, 1e-6);
+    EXPECT_NEAR(turn.d, half, 1e-6);
+    EXPECT_EQ(turn.tx, 0);
+    EXPECT_EQ(turn.ty, 0);
+
+    // Quarter turns put the page's corners on the positive axes, exactly.
+    struct Corners {
+        float angle;
+        KPPDFPoint lowerLeft, upperRight;
+    };
+    for (const Corners& c : {Corners{90, {792, 0}, {0, 612}}, Corners{180, {612, 792}, {0, 0}},
+                             Corners{270, {0, 612}, {792, 0}}}) {
+        KPPDFAffineTransform transform = KPPDFDocument::pageTransformForRotation(c.angle, size);
+        EXPECT_EQ(transform.apply({0, 0}), c.lowerLeft) << c.angle;
+        EXPECT_EQ(transform.apply({612, 792}), c.upperRight) << c.angle;
+    }
+}
+
+// ---- Real files, checked against what qpdf, poppler and mupdf find in them ----
+
+namespace {
+
+std::string fixturePath(const std::string& name) {
+    return std::string(KPPDF_TEST_DATA) + "/open/" + name;
+}
+
+KPPDFRef<KPPDFDocument> openFixture(const std::string& path) {
+    int32_t result = -1;
+    auto document = KPPDFDocument::documentWithContentsOfFile(path, &result);
+    EXPECT_EQ(result, KPPDFDocumentOpened) << path;
+    // Opening builds pages, names and outline itself once it is wired to; until then do it here.
+    if (document && document->pageCount() == 0 && !document->outlines()) {
+        document->processDests();
+        document->prepPages();
+        document->processOutline();
+    }
+    return document;
+}
+
+void flattenTitles(const KPPDFRef<KPPDFOutline>& item, std::vector<std::string>& titles) {
+    for (const auto& child : item->children()) {
+        titles.push_back(child->title());
+        flattenTitles(child, titles);
+    }
+}
+
+std::vector<std::string> outlineTitles(KPPDFDocument& document) {
+    std::vector<std::string> titles;
+    if (document.outlines())
+        flattenTitles(document.outlines(), titles);
+    return titles;
+}
+
+// The destinations of a page's link annotations, in order.
+std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document, uint32_t index) {
+    std::vector<KPPDFRef<KPPDFDestination>> destinations;
+    auto annots = document.pageAtIndex(index)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
+        "Annots");
+    for (size_t i = 0; annots && i < annots->count(); i++) {
+        auto annotation = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(i));
+        if (annotation && annotation->hasName("Subtype", "Link"))
+            destinations.push_back(KPPDFDestination::destinationFromDictionary(annotation, document));
+    }
+    return destinations;
+}
+
+int32_t pageIndex(KPPDFDocument& document, const KPPDFRef<KPPDFPage>& page) {
+    for (uint32_t i = 0; i < document.pageCount(); i++)
+        if (document.pageAtIndex(i) == page)
+            return static_cast<int32_t>(i);
+    return -1;
+}
+
+} // namespace
+
+TEST(KPPDFDocumentPageTreeFixtures, PagesAndOutlinesAgreeWithOtherReaders) {
+    // expected.json lists, per file, the pages and the outline titles depth first.
+    struct Expected {
+        const char* file;
+        uint32_t pages;
+        std::vector<std::string> outline;
+    };
+    const std::vector<std::string> baseOutline = {
+        "Opening a File", "Caf\xC3\xA9 note 1", "Objects and Offsets", "Caf\xC3\xA9 note 2",
+        "Encryption",     "Caf\xC3\xA9 note 3"};
+    const Expected expected[] = {
+        {"bad_startxref.pdf", 2, {}},
+        {"bad_xref_offsets.pdf", 2, {}},
+        {"base.pdf", 3, baseOutline},
+        {"classic_cr.pdf", 2, {}},
+        {"classic_crlf.pdf", 2, {}},
+        {"classic_lf.pdf", 2, {}},
+        {"dests_both.pdf", 3, {"Shared name"}},
+        {"dests_catalog.pdf", 3, {"Named first", "GoTo second"}},
+        {"dests_nametree.pdf", 3, {"Named alpha", "Named charlie", "GoTo beta"}},
+        {"hybrid.pdf", 2, {"Compressed item one", "Compressed item two"}},
+        {"multi_revision.pdf", 3, {}},
+        {"outline.pdf",
+         4,
+         {"Chapter 1", "Section 1.1", "Detail 1.1.1", "Detail 1.1.2", "Section 1.2",
+          "Detail 1.2.1", "Chapter 2", "Section 2.1", "Section 2.2", "Detail 2.2.1",
+          "Caf\xC3\xA9 et th\xC3\xA9", "R\xC3\xA9sum\xC3\xA9", "Project website",
+          "Companion file"}},
+        {"pagetree_count.pdf", 3, {}},
+        {"pagetree_cycle.pdf", 3, {}},
+        {"pagetree_deep.pdf", 7, {}},
+        {"pagetree_inherit.pdf", 5, {}},
+        {"prev_loop_self.pdf", 2, {}},
+        {"prev_loop_two.pdf", 2, {}},
+        {"rc4_128_empty.pdf", 3, baseOutline},
+        {"rc4_40_empty.pdf", 3, baseOutline},
+        {"size_small.pdf", 2, {}},
+        {"xref19.pdf", 2, {}},
+        {"xref_stream.pdf", 3, baseOutline},
+    };
+    for (const Expected& e : expected) {
+        LogCapture log;
+        auto document = openFixture(fixturePath(e.file));
+        ASSERT_TRUE(document) << e.file;
+        EXPECT_EQ(document->pageCount(), e.pages) << e.file;
+        EXPECT_EQ(outlineTitles(*document), e.outline) << e.file;
+        for (uint32_t i = 0; i < document->pageCount(); i++)
+            EXPECT_TRUE(document->pageAtIndex(i)->pageDictionary()->hasName("Type", "Page"))
+                << e.file << " page " << i;
+        if (std::string(e.file) == "pagetree_cycle.pdf") {
+            EXPECT_TRUE(log.contains("lists its own ancestor")) << e.file;
+        }
+        if (std::string(e.file) == "pagetree_count.pdf") {
+            EXPECT_TRUE(log.contains("Page tree Count 5 exceeds the 3 pages found"));
+        }
+    }
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, InheritedBoxesAndRotations) {
+    auto document = openFixture(fixturePath("pagetree_inherit.pdf"));
+    ASSERT_TRUE(document);
+    ASSERT_EQ(document->pageCount(), 5u);
+    struct Page {
+        KPPDFRect media;
+        bool hasCrop;
+        uint32_t rotation; // 0: none
+        KPPDFSize shown;
+    };
+    const Page pages[] = {
+        {KPPDFMakeRect(0, 0, 612, 792), false, 0, {612, 792}},
+        {KPPDFMakeRect(0, 0, 595, 842), true, 90, {802, 555}},
+        {KPPDFMakeRect(0, 0, 595, 842), true, 180, {555, 802}},
+        {KPPDFMakeRect(0, 0, 400, 400), true, 90, {802, 555}},
+        {KPPDFMakeRect(0, 0, 612, 792), false, 270, {792, 612}},
+    };
+    for (uint32_t i = 0; i < 5; i++) {
+        KPPDFPage& page = *document->pageAtIndex(i);
+        EXPECT_EQ(page.mediaBox(), pages[i].media) << i;
+        KPPDFRect crop;
+        EXPECT_EQ(page.cropBox(&crop), pages[i].hasCrop) << i;
+        if (pages[i].hasCrop) {
+            EXPECT_EQ(crop, KPPDFMakeRect(20, 20, 555, 802)) << i;
+        }
+        uint32_t rotation = 0;
+        EXPECT_EQ(page.rotate(&rotation), pages[i].rotation != 0) << i;
+        EXPECT_EQ(rotation, pages[i].rotation) << i;
+        EXPECT_EQ(KPPDFDocument::pageSizeForPage(page), pages[i].shown) << i;
+    }
+
+    auto deep = openFixture(fixturePath("pagetree_deep.pdf"));
+    ASSERT_TRUE(deep);
+    ASSERT_EQ(deep->pageCount(), 7u);
+    EXPECT_EQ(deep->pageAtIndex(6)->mediaBox(), deep->pageAtIndex(0)->mediaBox());
+    EXPECT_TRUE(deep->pageAtIndex(6)->pageDictionary()->objectFromAncestorsForKey("Resources"));
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
+    {
+        auto document = openFixture(fixturePath("dests_catalog.pdf"));
+        ASSERT_TRUE(document);
+        EXPECT_EQ(document->dests().size(), 3u);
+        auto links = linkDestinations(*document, 0);
+        ASSERT_EQ(links.size(), 2u);
+        EXPECT_EQ(pageIndex(*document, links[0]->page()), 1);
+        EXPECT_EQ(links[0]->fit(), KPPDFDestinationFitXYZ);
+        EXPECT_EQ(links[0]->top(), 792);
+        EXPECT_EQ(links[0]->zoom(), 1);
+        EXPECT_EQ(pageIndex(*document, links[1]->page()), 2);
+        EXPECT_EQ(links[1]->fit(), KPPDFDestinationFitFitH);
+        EXPECT_EQ(links[1]->top(), 700);
+        auto outline = document->outlines();
+        ASSERT_TRUE(outline);
+        EXPECT_EQ(pageIndex(*document, outline->children()[0]->destination()->page()), 0);
+        EXPECT_EQ(pageIndex(*document, outline->children()[1]->destination()->page()), 1);
+    }
+    {
+        // The name tree wins: "shared" leads to page 2, not to page 1 of the catalogue's Dests.
+        auto document = openFixture(fixturePath("dests_both.pdf"));
+        ASSERT_TRUE(document);
+        std::vector<std::string> keys;
+        for (auto& [key, value] : document->dests())
+            keys.push_back(key);
+        EXPECT_EQ(keys, (std::vector<std::string>{"new", "shared"}));
+        auto links = linkDestinations(*document, 0);
+        ASSERT_EQ(links.size(), 1u);
+        EXPECT_EQ(pageIndex(*document, links[0]->page()), 1);
+        EXPECT_EQ(pageIndex(*document, document->outlines()->children()[0]->destination()->page()),
+                  1);
+    }
+    {
+        auto document = openFixture(fixturePath("dests_nametree.pdf"));
+        ASSERT_TRUE(document);
+        EXPECT_EQ(document->dests().size(), 6u);
+        auto links = linkDestinations(*document, 0);
+        ASSERT_EQ(links.size(), 2u);
+        EXPECT_EQ(pageIndex(*document, links[0]->page()), 1);
+        EXPECT_EQ(links[0]->fit(), KPPDFDestinationFitFitR);
+        EXPECT_EQ(links[0]->left(), 10);
+        EXPECT_EQ(links[0]->right(), 20);
+        EXPECT_EQ(links[0]->bottom(), 30);
+        EXPECT_EQ(links[0]->top(), 40);
+        EXPECT_EQ(pageIndex(*document, links[1]->page()), 2);
+        EXPECT_EQ(links[1]->fit(), KPPDFDestinationFitFitV);
+        EXPECT_EQ(links[1]->left(), 100);
+        auto items = document->outlines()->children();
+        ASSERT_EQ(items.size(), 3u);
+        EXPECT_EQ(pageIndex(*document, items[0]->destination()->page()), 0);
+        EXPECT_EQ(pageIndex(*document, items[1]->destination()->page()), 2);
+        EXPECT_EQ(items[1]->destination()->left(), 72);
+        EXPECT_EQ(items[1]->destination()->top(), 720);
+        EXPECT_EQ(pageIndex(*document, items[2]->destination()->page()), 1);
+    }
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, OutlineItems) {
+    auto document = openFixture(fixturePath("outline.pdf"));
+    ASSERT_TRUE(document);
+    auto root = document->outlines();
+    ASSERT_TRUE(root);
+    ASSERT_EQ(root->numberOfChildren(), 6u);
+    auto chapter1 = root->children()[0];
+    EXPECT_TRUE(chapter1->colorIsBlack());
+    EXPECT_EQ(chapter1->destination()->fit(), KPPDFDestinationFitFit);
+    auto section11 = chapter1->children()[0];
+    EXPECT_EQ(section11->flags(), 1);
+    EXPECT_EQ(section11->color(), KPPDFColor::redColor());
+    EXPECT_EQ(section11->destination()->left(), 72);
+    EXPECT_EQ(section11->destination()->top(), 700);
+    auto detail111 = section11->children()[0];
+    EXPECT_EQ(detail111->flags(), 2);
+    EXPECT_EQ(detail111->destination()->type(), KPPDFDestinationTypePage);
+    EXPECT_TRUE(detail111->destination()->page());
+    auto detail112 = section11->children()[1];
+    EXPECT_EQ(pageIndex(*document, detail112->destination()->page()), 1);
+    EXPECT_EQ(detail112->destination()->top(), 500);
+    auto detail121 = chapter1->children()[1]->children()[0];
+    EXPECT_EQ(detail121->destination()->type(), KPPDFDestinationTypePage);
+    EXPECT_TRUE(detail121->destination()->page());
+
+    auto chapter2 = root->children()[1];
+    EXPECT_EQ(chapter2->flags(), 3);
+    EXPECT_EQ(chapter2->color(), KPPDFColor::colorWithRed(0, 0, 0.5f));
+    auto section21 = chapter2->children()[0];
+    EXPECT_EQ(section21->destination()->right(), 20);
+    EXPECT_EQ(section21->destination()->bottom(), 30);
+    auto section22 = chapter2->children()[1];
+    EXPECT_EQ(section22->color(), KPPDFColor::colorWithRed(0.2f, 0.6f, 0.2f));
+    EXPECT_EQ(section22->destination()->fit(), KPPDFDestinationFitFitB);
+    EXPECT_EQ(section22->children()[0]->destination()->fit(), KPPDFDestinationFitFitBH);
+    EXPECT_EQ(section22->children()[0]->destination()->top(), 300);
+
+    auto cafe = root->children()[2];
+    EXPECT_EQ(pageIndex(*document, cafe->destination()->page()), 3);
+    EXPECT_EQ(cafe->destination()->fit(), KPPDFDestinationFitFitV);
+    auto resume = root->children()[3];
+    EXPECT_EQ(resume->destination()->fit(), KPPDFDestinationFitFitBV);
+    EXPECT_EQ(resume->destination()->left(), 50);
+    auto website = root->children()[4];
+    EXPECT_EQ(website->destination()->type(), KPPDFDestinationTypeURI);
+    EXPECT_EQ(website->destination()->url(), "https://example.com/kppdf");
+    auto companion = root->children()[5];
+    EXPECT_EQ(companion->destination()->type(), KPPDFDestinationTypeRemote);
+    EXPECT_EQ(companion->destination()->url(),
+              "file://" + std::string(KPPDF_TEST_DATA) + "/open/companion.pdf");
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, SampleDocument) {
+    auto document = openFixture(std::string(KPPDF_TEST_DATA) + "/sample.pdf");
+    ASSERT_TRUE(document);
+    ASSERT_EQ(document->pageCount(), 5u);
+    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(0)), (KPPDFSize{612, 792}));
+    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(2)), (KPPDFSize{792, 612}));
+    KPPDFRect a4 = document->pageAtIndex(3)->mediaBox();
+    EXPECT_NEAR(a4.size.width, 595.2756, 1e-3);
+    EXPECT_NEAR(a4.size.height, 841.8898, 1e-3);
+    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(4)), (KPPDFSize{540, 720}));
+
+    EXPECT_EQ(outlineTitles(*document),
+              (std::vector<std::string>{"Notes on Paper and Type", "How to read this sample",
+                                        "A note about links", "Margins and Measure",
+                                        "Left column", "Right column", "Table of Paper Sizes",
+                                        "The ISO Series", "Why the square root of two",
+                                        "Halving and doubling", "Trimming and Bleed"}));
+    auto iso = document->outlines()->children()[3];
+    EXPECT_EQ(pageIndex(*document, iso->destination()->page()), 3);
+    auto halving = iso->children()[0]->children()[0]->destination();
+    EXPECT_EQ(halving->fit(), KPPDFDestinationFitFitR);
+    EXPECT_EQ(halving->left(), 60);
+    EXPECT_NEAR(halving->right(), 450.2898, 1e-3);
+    EXPECT_NEAR(halving->bottom(), 535.2756, 1e-3);
+    EXPECT_NEAR(halving->top(), 504.2898, 1e-3);
+
+    // Page 1 links to a named destination on page 4.
+    bool linksToISO = false;
+    for (const auto& link : linkDestinations(*document, 0))
+        linksToISO = linksToISO || pageIndex(*document, link->page()) == 3;
+    EXPECT_TRUE(linksToISO);
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
+    KPPDFRef<KPPDFPage> kept;
+    KPPDFRef<KPPDFDestination> destination;
+    {
+        auto document = openFixture(fixturePath("outline.pdf"));
+        ASSERT_TRUE(document);
+        kept = document->pageAtIndex(0);
+        destination = document->outlines()->children()[0]->destination();
+        EXPECT_EQ(destination->page(), kept);
+    }
+    EXPECT_EQ(kept->document(), nullptr);
+    EXPECT_EQ(kept->pageDictionary()->document(), nullptr);
+    EXPECT_EQ(kept->mediaBox(), KPPDFMakeRect(0, 0, 612, 792));
+    EXPECT_EQ(destination->page(), kept);
+    kept.reset();
+    EXPECT_EQ(destination->page(), nullptr);
+
+    // A page made from bytes keeps its own document alive, copies included.
+    KPPDFData bytes = KPPDFData::dataWithContentsOfFile(fixturePath("classic_lf.pdf"));
+    auto page = KPPDFPage::pageWithData(bytes, 0, nullptr);
+    ASSERT_TRUE(page->document());
+    auto copy = page->copy();
+    page.reset();
+    ASSERT_TRUE(copy->document());
+    EXPECT_TRUE(copy->document()->docData().sharesStorageWith(bytes));
+    LogCapture log;
+    EXPECT_EQ(KPPDFPage::pageWithData(KPPDFData(std::string("not a PDF")), 0, nullptr)->document(),
+              nullptr);
+}
