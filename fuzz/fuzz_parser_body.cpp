@@ -17,7 +17,6 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
-#include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "kppdf/platform/KPPDFLog.h"
 
@@ -83,7 +82,6 @@ void exercise(const KPPDFRef<KPPDFObject>& object) {
     walk(object, seen, 0);
     object->directObject();
     object->indirectObject();
-    object->attributedObject();
     object->description();
     if (KPPDFRef<KPPDFObject> copy = object->copy()) {
         copy->directObject();
