@@ -6,10 +6,11 @@
 #include "kppdf/objects/KPPDFObject.h"
 
 namespace {
-// A keyword counts only as a token of its own: not the tail of a longer name like /Livestream.
+// A keyword counts only as a token of its own: not the tail of a longer name like /Livestream,
+// nor a name of its own like /streamInfo.
 bool startsToken(const char* base, uint64_t at) {
     uint8_t before = at ? static_cast<uint8_t>(base[at - 1]) : ' ';
-    return KPPDFIsWhitespace(before) || KPPDFIsDelimiter(before);
+    return KPPDFIsWhitespace(before) || (KPPDFIsDelimiter(before) && before != '/');
 }
 
 // The first byte after the literal string that opens at p (ISO 32000-1, 7.3.4.2: balanced
