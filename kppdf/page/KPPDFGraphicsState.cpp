@@ -7,13 +7,13 @@
 
 namespace {
 
-constexpr std::string_view kColorSpaceNames[] = {
-    "DeviceGray", "DeviceRGB", "CalGray",   "CalRGB",     "Lab",     "ICCBased",
-    "Pattern",    "Indexed",   "Separation", "DeviceN",   "DeviceCMYK"};
+constexpr std::string_view kColorSpaceNames[] = {"DeviceGray", "DeviceRGB", "CalGray",   "CalRGB",
+                                                 "Lab",        "ICCBased",  "Pattern",   "Indexed",
+                                                 "Separation", "DeviceN",   "DeviceCMYK"};
 constexpr int32_t kColorSpaceCodes[] = {
-    KPPDFColorSpaceDeviceGray, KPPDFColorSpaceDeviceRGB,  KPPDFColorSpaceCalGray,
-    KPPDFColorSpaceCalRGB,     KPPDFColorSpaceLab,        KPPDFColorSpaceICCBased,
-    KPPDFColorSpacePattern,    KPPDFColorSpaceIndexed,    KPPDFColorSpaceSeparation,
+    KPPDFColorSpaceDeviceGray, KPPDFColorSpaceDeviceRGB, KPPDFColorSpaceCalGray,
+    KPPDFColorSpaceCalRGB,     KPPDFColorSpaceLab,       KPPDFColorSpaceICCBased,
+    KPPDFColorSpacePattern,    KPPDFColorSpaceIndexed,   KPPDFColorSpaceSeparation,
     KPPDFColorSpaceDeviceN,    KPPDFColorSpaceDeviceCMYK};
 static_assert(std::size(kColorSpaceNames) == std::size(kColorSpaceCodes));
 

@@ -47,6 +47,8 @@ public:
     float ThorizontalScaling() const { return ThorizontalScaling_; }
     // Takes the Tz operand in percent and stores it divided by 100.
     void setThorizontalScaling(float percent) { ThorizontalScaling_ = percent / 100.0f; }
+    // The vertical offset T* moves the line by: TD's ty as written, or TL's operand negated
+    // (so a positive TL leading moves down, as ISO 32000-1, 9.3.5, has it).
     float Tleading() const { return Tleading_; }
     void setTleading(float leading) { Tleading_ = leading; }
     // The resource name of the current font (a key of the page's fonts); empty before Tf.
@@ -87,7 +89,9 @@ public:
     // that is no family. The colour is left as it is.
     bool setColorSpaceName(std::string_view name, bool forStroke);
     bool setStrokeColorSpaceName(std::string_view name) { return setColorSpaceName(name, true); }
-    bool setNonstrokeColorSpaceName(std::string_view name) { return setColorSpaceName(name, false); }
+    bool setNonstrokeColorSpaceName(std::string_view name) {
+        return setColorSpaceName(name, false);
+    }
     // Sets the colour made from the components for the current space; unchanged when they make
     // none. elements may be null when count is 0.
     void setStrokeColorFromElements(const float* elements, uint32_t count);

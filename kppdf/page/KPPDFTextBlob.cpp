@@ -14,14 +14,12 @@ KPPDFTextBlob::KPPDFTextBlob(KPPDFPoint location, float ascent, float descent,
     : location_(location), gstate_(std::move(gstate)), contentObject_(std::move(contentObject)),
       dataRange_(dataRange), string_(std::move(string)), ascent_(ascent), descent_(descent) {}
 
-KPPDFRef<KPPDFTextBlob> KPPDFTextBlob::textBlobAt(KPPDFPoint location, float ascent,
-                                                  float descent,
+KPPDFRef<KPPDFTextBlob> KPPDFTextBlob::textBlobAt(KPPDFPoint location, float ascent, float descent,
                                                   KPPDFRef<KPPDFGraphicsState> gstate,
                                                   KPPDFRef<KPPDFObjectStream> contentObject,
                                                   KPPDFRange dataRange, std::string string) {
     return std::make_shared<KPPDFTextBlob>(location, ascent, descent, std::move(gstate),
-                                           std::move(contentObject), dataRange,
-                                           std::move(string));
+                                           std::move(contentObject), dataRange, std::move(string));
 }
 
 int KPPDFTextBlob::compare(const KPPDFTextBlob& other) const {
@@ -74,7 +72,7 @@ std::string KPPDFTextBlob::description() const {
     std::snprintf(head, sizeof head, "KPPDFTextBlob <%08X>: '",
                   static_cast<unsigned>(reinterpret_cast<uintptr_t>(this)));
     char tail[160];
-    std::snprintf(tail, sizeof tail, "' {%g, %g} %0.1f {%u, %u}", location_.x, location_.y,
-                  width_, rangeInPageString_.location, rangeInPageString_.length);
+    std::snprintf(tail, sizeof tail, "' {%g, %g} %0.1f {%u, %u}", location_.x, location_.y, width_,
+                  rangeInPageString_.location, rangeInPageString_.length);
     return head + string_ + tail;
 }

@@ -19,14 +19,15 @@ class KPPDFObjectStream;
 // (kWordGapMove) puts a space into string(), whose width is that move.
 class KPPDFTextBlob {
 public:
-    // A TJ number more negative than this (thousandths of the font size) parts two words.
-    static constexpr float kWordGapMove = -200.0f;
+    // A TJ number at or below this (thousandths of the font size: a move right of a tenth of
+    // the size or more) parts two words, as common extractors (pdftotext) read such moves.
+    static constexpr float kWordGapMove = -100.0f;
 
     // A number of a TJ array: it moves what follows it by -amount/1000 of the font size.
     struct Adjustment {
-        uint32_t codeIndex = 0; // codes shown before it (see codes())
-        uint32_t charIndex = 0; // characters of string() before it, inserted spaces included
-        float amount = 0;       // the number as written
+        uint32_t codeIndex = 0;     // codes shown before it (see codes())
+        uint32_t charIndex = 0;     // characters of string() before it, inserted spaces included
+        float amount = 0;           // the number as written
         bool insertedSpace = false; // a space was put into string() at charIndex for it
         bool operator==(const Adjustment&) const = default;
     };
