@@ -1,0 +1,538 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/page/KPPDFFont.h"
+#include "kppdf/page/KPPDFGraphicsState.h"
+#include "kppdf/page/KPPDFImage.h"
+#include "kppdf/page/KPPDFPage.h"
+#include "kppdf/page/KPPDFTextBlob.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestPDFBuilder.h"
+
+namespace {
+
+// Helvetica widths (AFM, per 1000): H 722, e 556, l 222, o 556, space 278.
+constexpr const char* kHelvetica =
+    "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>";
+constexpr const char* kCourier =
+    "<< /Type /Font /Subtype /Type1 /BaseFont /Courier /Encoding /WinAnsiEncoding >>";
+constexpr const char* kResources = "<< /Font << /F1 5 0 R /F2 6 0 R >> >>";
+
+// A one-page document whose page (object 3) draws content (object 4) with resources; fonts F1
+// (Helvetica, object 5) and F2 (Courier, object 6). Callers add objects from 7 on.
+TestPDFBuilder pageBuilder(const std::string& content, const std::string& resources = kResources,
+                           const std::string& contents = "4 0 R") {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    builder.add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources " + resources +
+                       " /Contents " + contents + " >>");
+    builder.addStream(4, "", content);
+    builder.add(5, kHelvetica);
+    builder.add(6, kCourier);
+    return builder;
+}
+
+struct OpenPage {
+    KPPDFRef<KPPDFDocument> document;
+    KPPDFRef<KPPDFPage> page;
+};
+
+// Opens the document and parses its first page's content.
+OpenPage parsed(TestPDFBuilder& builder) {
+    OpenPage result;
+    int32_t code = -1;
+    result.document = KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &code);
+    EXPECT_EQ(code, KPPDFDocumentOpened);
+    if (!result.document)
+        return result;
+    if (result.document->pageCount() == 0)
+        result.document->prepPages();
+    result.page = result.document->pageAtIndex(0);
+    EXPECT_TRUE(result.page);
+    if (result.page)
+        result.page->parseContent();
+    return result;
+}
+
+OpenPage parsedContent(const std::string& content, const std::string& resources = kResources) {
+    TestPDFBuilder builder = pageBuilder(content, resources);
+    return parsed(builder);
+}
+
+OpenPage parsedFile(const std::string& name, uint32_t pageIndex = 0) {
+    OpenPage result;
+    int32_t code = -1;
+    result.document =
+        KPPDFDocument::documentWithContentsOfFile(std::string(KPPDF_TEST_DATA) + "/" + name, &code);
+    EXPECT_EQ(code, KPPDFDocumentOpened) << name;
+    if (!result.document)
+        return result;
+    if (result.document->pageCount() == 0)
+        result.document->prepPages();
+    result.page = result.document->pageAtIndex(pageIndex);
+    EXPECT_TRUE(result.page) << name;
+    if (result.page)
+        result.page->parseContent();
+    return result;
+}
+
+std::vector<std::string> strings(const KPPDFPage& page) {
+    std::vector<std::string> out;
+    for (const auto& blob : const_cast<KPPDFPage&>(page).textBlobs())
+        out.push_back(blob->string());
+    return out;
+}
+
+KPPDFRef<KPPDFTextBlob> blobWithText(KPPDFPage& page, const std::string& text) {
+    for (const auto& blob : page.textBlobs())
+        if (blob->string() == text)
+            return blob;
+    ADD_FAILURE() << "no blob '" << text << "'";
+    return nullptr;
+}
+
+// The widths of a blob sum to its width and come one per character.
+void expectWidthsInStep(const KPPDFTextBlob& blob) {
+    uint32_t characters = 0;
+    for (char c : blob.string())
+        if ((static_cast<uint8_t>(c) & 0xC0) != 0x80)
+            characters++;
+    EXPECT_EQ(blob.nWidths(), characters) << blob.description();
+    float sum = std::accumulate(blob.widths().begin(), blob.widths().end(), 0.0f);
+    EXPECT_NEAR(sum, blob.width(), 0.01f) << blob.description();
+}
+
+// The operand's bytes as the blob records them.
+std::string operandBytes(const KPPDFTextBlob& blob) {
+    KPPDFData data = blob.contentObject()->decodedData();
+    return std::string(data.view().substr(blob.dataRange().location, blob.dataRange().length));
+}
+
+} // namespace
+
+TEST(KPPDFContent, MatricesAndStateStack) {
+    // cm concatenates before the CTM: scale 2, then a translation by 10 in the scaled space.
+    OpenPage open = parsedContent("2 0 0 2 0 0 cm 1 0 0 1 10 10 cm");
+    ASSERT_TRUE(open.page);
+    EXPECT_EQ(open.page->gstate()->CTM(), (KPPDFAffineTransform{2, 0, 0, 2, 20, 20}));
+    EXPECT_TRUE(open.page->parsedFirstContentObject());
+
+    // q/Q restore; a Q with nothing saved keeps the state instead of losing it.
+    open = parsedContent("q 3 0 0 3 0 0 cm Q Q Q 1 0 0 1 5 6 cm");
+    ASSERT_TRUE(open.page && open.page->gstate());
+    EXPECT_EQ(open.page->gstate()->CTM(), (KPPDFAffineTransform{1, 0, 0, 1, 5, 6}));
+
+    // Only six operands are kept; cm sees the first six of seven.
+    open = parsedContent("1 2 3 4 5 6 7 cm");
+    EXPECT_EQ(open.page->gstate()->CTM(), (KPPDFAffineTransform{1, 2, 3, 4, 5, 6}));
+
+    // Operators with missing or non-numeric operands change nothing.
+    open =
+        parsedContent("1 0 0 cm /A /B /C /D /E /F cm 1 0 0 1 1e5 0 cm 150 Tz 3 Tr 2 Ts 4 Tc 5 Tw");
+    const KPPDFGraphicsState& gs = *open.page->gstate();
+    EXPECT_EQ(gs.CTM(), KPPDFAffineTransform());
+    EXPECT_FLOAT_EQ(gs.ThorizontalScaling(), 1.5f);
+    EXPECT_EQ(gs.Tmode(), 3);
+    EXPECT_EQ(gs.Trise(), 2);
+    EXPECT_EQ(gs.TcharSpacing(), 4);
+    EXPECT_EQ(gs.TwordSpacing(), 5);
+}
+
+TEST(KPPDFContent, LineMovesAndContinuedText) {
+    // TD and T* use the same sign: the third line is 12 below the second.
+    OpenPage open = parsedContent("BT /F1 10 Tf 10 20 Td (a) Tj 0 -12 TD (b) Tj T* (c) Tj ET");
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page), (std::vector<std::string>{"a", "b", "c"}));
+    auto& blobs = open.page->textBlobs();
+    EXPECT_EQ(blobs[0]->location(), (KPPDFPoint{10, 20}));
+    EXPECT_EQ(blobs[1]->location(), (KPPDFPoint{10, 8}));
+    EXPECT_EQ(blobs[2]->location(), (KPPDFPoint{10, -4}));
+
+    // TL gives the leading as a positive distance; T* goes down by it.
+    open = parsedContent("BT /F1 10 Tf 14 TL 50 100 Td (x) Tj T* (y) Tj ET");
+    ASSERT_EQ(open.page->textBlobs().size(), 2u);
+    EXPECT_EQ(open.page->textBlobs()[1]->location(), (KPPDFPoint{50, 86}));
+
+    // A Tj after a Tj continues where the first ended: "Hello" is 0.5*(722+556+222+222+556).
+    open = parsedContent("BT /F1 10 Tf 1 0 0 1 100 700 Tm (Hello) Tj ( ) Tj (o) Tj ET");
+    ASSERT_EQ(open.page->textBlobs().size(), 3u);
+    const auto& hello = *open.page->textBlobs()[0];
+    EXPECT_NEAR(hello.width(), 22.78f, 0.001f);
+    EXPECT_NEAR(open.page->textBlobs()[1]->location().x, 122.78f, 0.001f);
+    EXPECT_NEAR(open.page->textBlobs()[2]->location().x, 122.78f + 2.78f, 0.001f);
+    expectWidthsInStep(hello);
+    EXPECT_NEAR(hello.widths()[0], 7.22f, 0.001f);
+    // Helvetica's ascent and descent (718, -207) at 10 points.
+    EXPECT_NEAR(hello.ascent(), 7.18f, 0.01f);
+    EXPECT_NEAR(hello.descent(), -2.07f, 0.01f);
+    EXPECT_EQ(hello.font(), open.page->pageFonts()["F1"]);
+    EXPECT_EQ(hello.gstate()->TfontSize(), 10);
+    EXPECT_EQ(operandBytes(hello), "(Hello)");
+    EXPECT_FALSE(hello.isArray());
+    EXPECT_EQ(hello.codes(), "Hello");
+
+    // Character and word spacing and horizontal scaling: (Tc + w*size [+ Tw for 32]) * Th.
+    open = parsedContent("BT /F2 10 Tf 1 Tc 2 Tw 200 Tz 0 0 Td (a b) Tj ET");
+    ASSERT_EQ(open.page->textBlobs().size(), 1u);
+    const auto& spaced = *open.page->textBlobs()[0];
+    EXPECT_NEAR(spaced.widths()[0], (6 + 1) * 2.0f, 0.001f);
+    EXPECT_NEAR(spaced.widths()[1], (6 + 1 + 2) * 2.0f, 0.001f);
+    EXPECT_NEAR(spaced.width(), 14 + 18 + 14, 0.001f);
+}
+
+TEST(KPPDFContent, QuoteOperatorsAndOddTokens) {
+    LogCapture log;
+    // The quote operators are not followed, so their text gives no blob.
+    OpenPage open = parsedContent("BT /F1 12 Tf 10 10 Td (q1) ' 1 2 (q2) \" ET");
+    ASSERT_TRUE(open.page);
+    EXPECT_TRUE(open.page->textBlobs().empty());
+
+    // Escapes, nested parentheses, comments, a "]" inside a string of an array, hex strings,
+    // an unbalanced ")" and a "]TJ" written without a space.
+    open = parsedContent("BT /F1 12 Tf % (hidden) Tj\n"
+                         "(\\(x\\) \\101\\\nB (n)) Tj <4142 4> Tj [(a]b) -300 (c)]TJ ) ET");
+    EXPECT_EQ(strings(*open.page), (std::vector<std::string>{"(x) AB (n)", "AB@", "a]b c"}));
+    EXPECT_TRUE(log.contains("inString set, openStringChar not set"));
+
+    // Operands that cannot be shown, or show nothing, make no blob.
+    open = parsedContent("BT /F1 12 Tf /Name Tj 12 Tj () Tj [] TJ [-500] TJ <<>> Tj ET");
+    EXPECT_TRUE(open.page->textBlobs().empty());
+}
+
+TEST(KPPDFContent, ArraysOfStringsAndMoves) {
+    // -250 is a word space (a move right of a quarter of the size); -50 and 120 are kerning.
+    OpenPage open =
+        parsedContent("BT /F1 10 Tf 100 100 Td [(one) -250 (two) -50 (three)] TJ "
+                      "0 -20 Td [(T) 120 (o)] TJ 0 -20 Td [-1000 (x) -2000] TJ (y) Tj ET");
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page), (std::vector<std::string>{"one twothree", "To", "x", "y"}));
+    const auto& words = *open.page->textBlobs()[0];
+    expectWidthsInStep(words);
+    EXPECT_TRUE(words.isArray());
+    EXPECT_EQ(words.codes(), "onetwothree");
+    // The inserted space is as wide as the move.
+    EXPECT_NEAR(words.widths()[3], 2.5f, 0.001f);
+    ASSERT_EQ(words.adjustments().size(), 2u);
+    EXPECT_EQ(words.adjustments()[0], (KPPDFTextBlob::Adjustment{3, 3, -250, true}));
+    EXPECT_EQ(words.adjustments()[1], (KPPDFTextBlob::Adjustment{6, 7, -50, false}));
+    EXPECT_EQ(operandBytes(words), "[(one) -250 (two) -50 (three)]");
+
+    // Kerning to the left narrows the run: T 611 + o 556 - 120, at 10 points.
+    const auto& kerned = *open.page->textBlobs()[1];
+    EXPECT_NEAR(kerned.width(), 10.47f, 0.001f);
+    expectWidthsInStep(kerned);
+
+    // A number before the first string moves the start; one after the last moves what
+    // follows, but is not part of the run.
+    const auto& x = *open.page->textBlobs()[2];
+    EXPECT_NEAR(x.location().x, 110, 0.001f);
+    EXPECT_NEAR(x.width(), 5, 0.001f);
+    EXPECT_NEAR(open.page->textBlobs()[3]->location().x, 135, 0.001f);
+}
+
+TEST(KPPDFContent, TwoByteFontAndMissingFont) {
+    TestPDFBuilder builder = pageBuilder(
+        "BT /F3 10 Tf 100 100 Td <00010002> Tj <000100> Tj ET BT /F9 10 Tf 0 0 Td (ab) Tj ET",
+        "<< /Font << /F3 7 0 R >> >>");
+    builder.add(7, "<< /Type /Font /Subtype /Type0 /BaseFont /Test /Encoding /Identity-H "
+                   "/DescendantFonts [8 0 R] /ToUnicode 9 0 R >>");
+    builder.add(8, "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /Test /CIDSystemInfo "
+                   "<< /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> /DW 1000 "
+                   "/W [1 [500 600]] /FontDescriptor 10 0 R >>");
+    builder.addStream(9, "",
+                      "/CIDInit /ProcSet findresource begin 12 dict begin begincmap\n"
+                      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n"
+                      "2 beginbfchar\n<0001> <0041>\n<0002> <0042>\nendbfchar\n"
+                      "endcmap end end\n");
+    builder.add(10, "<< /Type /FontDescriptor /FontName /Test /Flags 4 /Ascent 800 "
+                    "/Descent -200 /FontBBox [0 -200 1000 800] /ItalicAngle 0 /StemV 80 "
+                    "/CapHeight 700 >>");
+    OpenPage open = parsed(builder);
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page), (std::vector<std::string>{"AB", "A", "ab"}));
+    const auto& ab = *open.page->textBlobs()[0];
+    ASSERT_EQ(ab.nWidths(), 2u);
+    EXPECT_NEAR(ab.widths()[0], 5, 0.001f);
+    EXPECT_NEAR(ab.widths()[1], 6, 0.001f);
+    EXPECT_NEAR(ab.ascent(), 8, 0.001f);
+    EXPECT_NEAR(ab.descent(), -2, 0.001f);
+    // The odd byte is half a code and is dropped.
+    EXPECT_EQ(open.page->textBlobs()[1]->codes(), std::string("\0\1", 2));
+    EXPECT_NEAR(open.page->textBlobs()[1]->location().x, 111, 0.001f);
+    // A font the page does not have: Latin-1 text and a stand-in width.
+    const auto& missing = *open.page->textBlobs()[2];
+    EXPECT_EQ(missing.font(), nullptr);
+    EXPECT_NEAR(missing.width(), 10, 0.001f);
+}
+
+TEST(KPPDFContent, FormsAndImages) {
+    // The form names Courier F1 like the page names Helvetica; its text is read with its own
+    // resources and its matrix, and the page's F1 is Helvetica again after it.
+    TestPDFBuilder builder =
+        pageBuilder("q 1 0 0 1 10 0 cm /Fm1 Do Q BT /F1 10 Tf 0 0 Td (after) Tj ET "
+                    "q 200 0 0 100 50 60 cm /Im1 Do Q /Missing Do",
+                    "<< /Font << /F1 5 0 R >> /XObject << /Fm1 7 0 R /Im1 8 0 R >> >>");
+    builder.addStream(7,
+                      "/Type /XObject /Subtype /Form /BBox [0 0 500 500] /Matrix [1 0 0 1 100 200] "
+                      "/Resources << /Font << /F1 6 0 R >> >>",
+                      "BT /F1 10 Tf (inside) Tj ET 5 0 0 5 0 0 cm");
+    builder.addStream(8,
+                      "/Type /XObject /Subtype /Image /Width 4 /Height 2 /ColorSpace /DeviceGray "
+                      "/BitsPerComponent 8",
+                      "01234567");
+    OpenPage open = parsed(builder);
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page), (std::vector<std::string>{"inside", "after"}));
+    const auto& inside = *open.page->textBlobs()[0];
+    EXPECT_EQ(inside.location(), (KPPDFPoint{110, 200}));
+    EXPECT_EQ(inside.font()->fontName(), "Courier");
+    EXPECT_NEAR(inside.width(), 36, 0.001f);
+    EXPECT_EQ(inside.contentObject()->objectNumber(), 7u);
+    EXPECT_EQ(operandBytes(inside), "(inside)");
+    EXPECT_EQ(inside.gstate()->outerCTM(), (KPPDFAffineTransform{1, 0, 0, 1, 10, 0}));
+    const auto& after = *open.page->textBlobs()[1];
+    EXPECT_EQ(after.font()->fontName(), "Helvetica");
+    EXPECT_EQ(after.location(), (KPPDFPoint{0, 0}));
+    EXPECT_EQ(open.page->pageFonts()["F1"]->fontName(), "Helvetica");
+    // Fonts are shared through the document.
+    EXPECT_EQ(open.document->lookupFont(after.font()->fontDictionary()), after.font());
+
+    ASSERT_EQ(open.page->images().size(), 1u);
+    const KPPDFImage& image = *open.page->images()[0];
+    EXPECT_EQ(image.xObject()->objectNumber(), 8u);
+    EXPECT_EQ(image.x(), 50);
+    EXPECT_EQ(image.y(), 60);
+    EXPECT_EQ(image.width(), 200);
+    EXPECT_EQ(image.height(), 100);
+    EXPECT_EQ(image.gstate()->CTM(), (KPPDFAffineTransform{200, 0, 0, 100, 50, 60}));
+    EXPECT_EQ(open.page->gstate()->CTM(), KPPDFAffineTransform());
+}
+
+TEST(KPPDFContent, FormsThatDrawThemselvesStop) {
+    LogCapture log;
+    // A draws itself; B and C draw each other.
+    TestPDFBuilder builder =
+        pageBuilder("/A Do /B Do BT /F1 10 Tf (end) Tj ET",
+                    "<< /Font << /F1 5 0 R >> /XObject << /A 7 0 R /B 8 0 R /C 9 0 R >> >>");
+    const std::string form = "/Type /XObject /Subtype /Form /BBox [0 0 1 1] "
+                             "/Resources << /Font << /F1 5 0 R >> "
+                             "/XObject << /A 7 0 R /B 8 0 R /C 9 0 R >> >>";
+    builder.addStream(7, form, "BT /F1 10 Tf (a) Tj ET /A Do");
+    builder.addStream(8, form, "BT /F1 10 Tf (b) Tj ET /C Do");
+    builder.addStream(9, form, "BT /F1 10 Tf (c) Tj ET /B Do");
+    OpenPage open = parsed(builder);
+    ASSERT_TRUE(open.page);
+    EXPECT_EQ(strings(*open.page), (std::vector<std::string>{"a", "b", "c", "end"}));
+    EXPECT_TRUE(log.contains("draws itself"));
+
+    // Forms that each draw the next one eight times, twelve deep: 8^12 draws unless the work is
+    // bounded.
+    std::string resources = "<< /Font << /F1 5 0 R >> /XObject << /L0 7 0 R >> >>";
+    builder = pageBuilder("/L0 Do", resources);
+    for (unsigned level = 0; level < 12; level++) {
+        std::string next = "/L" + std::to_string(level + 1);
+        std::string entries = "/Type /XObject /Subtype /Form /BBox [0 0 1 1] /Resources << "
+                              "/Font << /F1 5 0 R >> /XObject << " +
+                              next + " " + std::to_string(8 + level) + " 0 R >> >>";
+        std::string draws = "BT /F1 1 Tf (x) Tj ET";
+        for (int i = 0; i < 8; i++)
+            draws += " " + next + " Do";
+        builder.addStream(7 + level, entries, draws);
+    }
+    builder.addStream(19, "/Type /XObject /Subtype /Form /BBox [0 0 1 1]", "");
+    auto started = std::chrono::steady_clock::now();
+    open = parsed(builder);
+    ASSERT_TRUE(open.page);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(60));
+    EXPECT_TRUE(log.contains("more than"));
+    EXPECT_FALSE(open.page->textBlobs().empty());
+}
+
+TEST(KPPDFContent, ContentSelectionInlineImagesAndColours) {
+    LogCapture log;
+    // Imprint streams are left out unless flattened; each blob points into its own stream.
+    TestPDFBuilder builder =
+        pageBuilder("BT /F1 10 Tf 0 0 Td (first) Tj", kResources, "[4 0 R 7 0 R 8 0 R 9 0 R]");
+    builder.addStream(7, "/ParvelImprint 1", "(imprint) Tj");
+    builder.addStream(8, "/ParvelImprint 1 /Flattened true", "(flattened) Tj");
+    builder.addStream(9, "", "(second) Tj ET");
+    OpenPage open = parsed(builder);
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page), (std::vector<std::string>{"first", "flattened", "second"}));
+    const auto& second = *open.page->textBlobs()[2];
+    EXPECT_EQ(second.contentObject()->objectNumber(), 9u);
+    EXPECT_EQ(second.dataRange(), KPPDFMakeRange(0, 8));
+    EXPECT_EQ(operandBytes(second), "(second)");
+
+    // Inline images are skipped, data and all, also when "EI" occurs inside them or lacks the
+    // whitespace before it; one without EI runs to the end.
+    open = parsedContent("BI /W 2 /H 2 /BPC 8 /CS /G ID \x01"
+                         "EIx\x02 EI BT /F1 10 Tf (a) Tj ET "
+                         "BI /W 1 /H 1 ID xyzEI BT /F1 10 Tf (b) Tj ET BI /W 1 ID (c) Tj");
+    EXPECT_EQ(strings(*open.page), (std::vector<std::string>{"a", "b"}));
+    EXPECT_TRUE(log.contains("Found EI w/o preceeding whitespace in inline image"));
+
+    // Colours: device operators, and named spaces through the ColorSpace resources.
+    TestPDFBuilder colours = pageBuilder(
+        "BT /F1 10 Tf 1 0 0 rg (red) Tj 0 0 1 RG 0.5 g (gray) Tj 1 0 0 0 k (cyan) Tj "
+        "/CS0 cs 0.25 sc (icc) Tj /CS1 cs 0 1 0 scn (alt) Tj /Pattern cs /P1 scn (pattern) Tj "
+        "/Nowhere cs (kept) Tj ET",
+        "<< /Font << /F1 5 0 R >> /ColorSpace << /CS0 [/ICCBased 7 0 R] /CS1 [/ICCBased 8 0 R] "
+        ">> >>");
+    colours.addStream(7, "/N 1", "");
+    colours.addStream(8, "/N 4 /Alternate /DeviceRGB", "");
+    open = parsed(colours);
+    ASSERT_EQ(open.page->textBlobs().size(), 7u);
+    auto colour = [&](size_t i) { return *open.page->textBlobs()[i]->gstate()->nonstrokeColor(); };
+    auto space = [&](size_t i) {
+        return open.page->textBlobs()[i]->gstate()->nonstrokeColorSpace();
+    };
+    EXPECT_EQ(colour(0), KPPDFColor::redColor());
+    EXPECT_EQ(colour(1), KPPDFColor::colorWithWhite(0.5f));
+    EXPECT_EQ(*open.page->textBlobs()[1]->gstate()->strokeColor(), KPPDFColor::blueColor());
+    EXPECT_EQ(colour(2), KPPDFColor::colorWithRed(0, 1, 1));
+    EXPECT_EQ(space(3), KPPDFColorSpaceDeviceGray);
+    EXPECT_EQ(colour(3), KPPDFColor::colorWithWhite(0.25f));
+    EXPECT_EQ(space(4), KPPDFColorSpaceDeviceRGB);
+    EXPECT_EQ(colour(4), KPPDFColor::colorWithRed(0, 1, 0));
+    EXPECT_EQ(space(5), KPPDFColorSpacePattern);
+    EXPECT_EQ(colour(5), KPPDFColor::colorWithRed(0, 1, 0));
+    EXPECT_EQ(space(6), KPPDFColorSpacePattern);
+}
+
+TEST(KPPDFContent, ParseTextBlobsRefusesBadRanges) {
+    LogCapture log;
+    OpenPage open = parsedContent("BT /F1 10 Tf (abc) Tj ET");
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(open.page->textBlobs().size(), 1u);
+    KPPDFRef<KPPDFObjectStream> stream = open.page->textBlobs()[0]->contentObject();
+    size_t length = stream->decodedData().length();
+    open.page->parseTextBlobs(stream, KPPDFMakeRange(static_cast<uint32_t>(length) - 2, 5));
+    open.page->parseTextBlobs(stream, KPPDFMakeRange(UINT32_MAX, 2));
+    open.page->parseTextBlobs(stream, KPPDFMakeRange(0, 0));
+    open.page->parseTextBlobs(nullptr, KPPDFMakeRange(0, 1));
+    EXPECT_EQ(open.page->textBlobs().size(), 1u);
+    EXPECT_TRUE(log.contains("outside its content stream"));
+    // "ET" is no operand; a string cut short at the end of the data is read as far as it goes.
+    open.page->parseTextBlobs(stream, KPPDFMakeRange(static_cast<uint32_t>(length) - 2, 2));
+    open.page->parseTextBlobs(
+        KPPDFObjectStream::streamWithData(KPPDFData::dataWithString("(ab"), KPPDFMakeRange(0, 3)),
+        KPPDFMakeRange(0, 3));
+    ASSERT_EQ(open.page->textBlobs().size(), 2u);
+    EXPECT_EQ(open.page->textBlobs()[1]->string(), "ab");
+}
+
+// Positions and widths against pdftotext -bbox-layout on the reportlab fixtures.
+TEST(KPPDFContent, BlobsFromReportlabFiles) {
+    OpenPage open = parsedFile("text/fonts.pdf");
+    ASSERT_TRUE(open.page);
+    auto helvetica = blobWithText(*open.page, "Helvetica at twelve points");
+    ASSERT_TRUE(helvetica);
+    EXPECT_EQ(helvetica->location(), (KPPDFPoint{72, 720}));
+    EXPECT_NEAR(helvetica->width(), 207.384f - 72, 0.01f);
+    expectWidthsInStep(*helvetica);
+    auto times = blobWithText(*open.page, "Times Roman at fourteen");
+    ASSERT_TRUE(times);
+    EXPECT_NEAR(times->maxX(), 214.702f, 0.01f);
+    auto courier = blobWithText(*open.page, "Courier ten");
+    ASSERT_TRUE(courier);
+    EXPECT_NEAR(courier->width(), 66, 0.01f);
+    // A text object of lines moved with TL and T*.
+    auto first = blobWithText(*open.page, "first line");
+    auto second = blobWithText(*open.page, "second line");
+    auto third = blobWithText(*open.page, "third line");
+    ASSERT_TRUE(first && second && third);
+    EXPECT_EQ(first->location(), (KPPDFPoint{72, 600}));
+    EXPECT_EQ(second->location(), (KPPDFPoint{72, 585}));
+    EXPECT_EQ(third->location(), (KPPDFPoint{72, 570}));
+    auto world = blobWithText(*open.page, " world");
+    ASSERT_TRUE(world);
+    EXPECT_NEAR(world->location().x, 102.672f, 0.01f);
+    EXPECT_NEAR(world->maxX(), 134.676f, 0.01f);
+
+    // Moves of a tenth of the size or more part words, as pdftotext reads them.
+    open = parsedFile("text/kerning.pdf");
+    ASSERT_TRUE(open.page);
+    std::vector<std::string> expected(7, "one twothree");
+    expected.push_back("onetwothree");
+    expected.push_back("Waves and Toy");
+    expected.push_back("indented");
+    EXPECT_EQ(strings(*open.page), expected);
+    for (const auto& blob : open.page->textBlobs())
+        expectWidthsInStep(*blob);
+    auto waves = blobWithText(*open.page, "Waves and Toy");
+    ASSERT_TRUE(waves);
+    EXPECT_NEAR(waves->location().x, 72, 0.01f);
+    auto indented = blobWithText(*open.page, "indented");
+    ASSERT_TRUE(indented);
+    EXPECT_NEAR(indented->location().x, 84, 0.01f);
+
+    // Turned, scaled and raised text.
+    open = parsedFile("text/rotated.pdf");
+    ASSERT_TRUE(open.page);
+    auto turned = blobWithText(*open.page, "turned a quarter");
+    ASSERT_TRUE(turned);
+    EXPECT_NEAR(turned->location().x, 300, 0.001f);
+    EXPECT_NEAR(turned->location().y, 300, 0.001f);
+    auto doubled = blobWithText(*open.page, "doubled");
+    auto matrixSized = blobWithText(*open.page, "matrix sized");
+    ASSERT_TRUE(doubled && matrixSized);
+    EXPECT_EQ(doubled->location(), (KPPDFPoint{72, 600}));
+    // Widths run along the baseline, heights across it, whatever the matrices.
+    EXPECT_NEAR(turned->width(), 12 * 0.001f * 7115, 0.01f);
+    EXPECT_NEAR(doubled->height(), 2 * 12 * (0.718f + 0.207f), 0.01f);
+    EXPECT_NEAR(matrixSized->height(), 12 * (0.718f + 0.207f), 0.01f);
+    auto squared = blobWithText(*open.page, "2");
+    auto base = blobWithText(*open.page, "E = mc");
+    ASSERT_TRUE(squared && base);
+    EXPECT_NEAR(squared->location().y, 405, 0.001f);
+    EXPECT_NEAR(squared->location().x, base->maxX(), 0.001f);
+
+    // A form drawn twice, translated and then doubled.
+    open = parsedFile("text/form.pdf");
+    ASSERT_TRUE(open.page);
+    ASSERT_EQ(strings(*open.page),
+              (std::vector<std::string>{"Page text before the form", "Inside the form",
+                                        "Inside the form", "Page text after the form"}));
+    const auto& blobs = open.page->textBlobs();
+    EXPECT_EQ(blobs[1]->location(), (KPPDFPoint{100, 500}));
+    EXPECT_NEAR(blobs[1]->width(), 90, 0.001f);
+    EXPECT_EQ(blobs[2]->location(), (KPPDFPoint{100, 400}));
+    EXPECT_NEAR(blobs[2]->width(), 180, 0.001f);
+    EXPECT_EQ(blobs[3]->font()->fontName(), "Helvetica");
+    EXPECT_EQ(blobs[3]->location(), (KPPDFPoint{72, 300}));
+}
+
+TEST(KPPDFContent, SampleDocumentText) {
+    // tests/data/sample.pdf, page 1: the title at 72 702 in Helvetica-Bold 18 (pdftotext
+    // -bbox-layout gives the line 72 to 336.066).
+    OpenPage open = parsedFile("sample.pdf");
+    ASSERT_TRUE(open.page);
+    auto title = blobWithText(*open.page, "Notes on Paper and Type");
+    ASSERT_TRUE(title);
+    EXPECT_EQ(title->location(), (KPPDFPoint{72, 702}));
+    EXPECT_NEAR(title->maxX(), 336.066f, 0.01f);
+    for (const auto& blob : open.page->textBlobs())
+        expectWidthsInStep(*blob);
+
+    // Page 3 turns its text a quarter (0 1 -1 0 612 0 cm): Tm 54 540 lands at 72 54, and
+    // the Courier table keeps its runs of spaces.
+    open = parsedFile("sample.pdf", 2);
+    ASSERT_TRUE(open.page);
+    auto heading = blobWithText(*open.page, "Table of Paper Sizes");
+    ASSERT_TRUE(heading);
+    EXPECT_NEAR(heading->location().x, 72, 0.001f);
+    EXPECT_NEAR(heading->location().y, 54, 0.001f);
+    auto columns = blobWithText(*open.page,
+                                "Name        Width x Height (mm)   Width x Height (pt)   Used for");
+    ASSERT_TRUE(columns);
+    EXPECT_NEAR(columns->width(), 64 * 6, 0.01f);
+}
