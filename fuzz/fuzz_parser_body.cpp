@@ -1,12 +1,14 @@
 // Object parser in file-body mode. The input is a document's bytes: the object at offset 1 and
 // the one at the offset named by the first byte are parsed, and then everything lazy about them
 // is forced: arrays and dictionaries parse, references resolve into the input through a small
-// object table, streams decode, and the results are written, copied and walked.
+// object table, streams decode, and the results are written, copied and walked. The table's
+// objects are walked once more after the document is gone.
 //
 // Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
 // objects 1 to 4 (two bytes each, big-endian, modulo the input length).
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "kppdf/document/KPPDFDocument.h"
@@ -106,8 +108,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         return 0;
 
     KPPDFData data = KPPDFData::dataWithBytes(bytes, size);
-    KPPDFDocument document;
-    document.setDocData(data);
+    auto document = std::make_unique<KPPDFDocument>();
+    document->setDocData(data);
     if (size >= 2 * kTableObjects) {
         for (uint32_t number = 1; number <= kTableObjects; number++) {
             size_t at = size - 2 * number;
@@ -115,21 +117,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
             // Both kinds of entry a cross-reference loader leaves: a reference that knows its
             // target's position, and an untyped object over the target's bytes.
             if (number % 2) {
-                document.setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                                       number, 0, &document, position),
-                                   number, 0);
+                document->setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                                        number, 0, document.get(), position),
+                                    number, 0);
             } else {
                 auto placeholder = std::make_shared<KPPDFObject>();
-                placeholder->setDocument(&document);
+                placeholder->setDocument(document.get());
                 placeholder->setDataRange({position, 0});
-                document.setObject(placeholder, number, 0);
+                document->setObject(placeholder, number, 0);
             }
         }
     }
 
-    KPPDFRef<KPPDFObject> first = document.objectAtOffset(1);
-    exercise(first);
-    KPPDFRef<KPPDFObject> second = document.objectAtOffset(bytes[0], data, false, false);
-    exercise(second);
+    exercise(document->objectAtOffset(1));
+    exercise(document->objectAtOffset(bytes[0], data, false, false));
+
+    // Objects of the table that a caller still holds must outlive the document harmlessly:
+    // their references lead nowhere instead of into freed memory.
+    KPPDFObjectList survivors;
+    for (uint32_t number = 1; number <= kTableObjects; number++)
+        survivors.push_back(document->objectWithNumber(number));
+    document.reset();
+    for (auto& survivor : survivors)
+        exercise(survivor);
     return 0;
 }
