@@ -245,6 +245,8 @@ protected:
     // when unusable), and the fresh file identifier.
     bool readCrossReferences(uint64_t offset, bool hasXref);
     void makeDocID();
+    // The last step of opening: named destinations, the page list and the outline.
+    void processStructure();
     // Moves the table's objects aside (kept alive, disconnected with the document), so that
     // the table can be filled again from the same or new bytes.
     void retireObjects();

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
@@ -41,10 +42,14 @@ KPPDFRef<KPPDFDocument> KPPDFDocument::documentWithContentsOfFile(const std::str
             *result = KPPDFDocumentNotPDF;
         return nullptr;
     }
-    KPPDFRef<KPPDFDocument> document = documentWithData(data, result);
-    if (document)
-        document->setPath(path);
-    return document;
+    // The path is known before the outline is read, so that links to other files resolve
+    // against the document's folder.
+    auto document = std::make_shared<KPPDFDocument>();
+    document->setPath(path);
+    int32_t code = document->initWithData(data);
+    if (result)
+        *result = code;
+    return code == KPPDFDocumentNotPDF ? nullptr : document;
 }
 
 int32_t KPPDFDocument::initWithData(const KPPDFData& data) {
@@ -60,9 +65,25 @@ int32_t KPPDFDocument::initWithData(const KPPDFData& data) {
     if (usable) {
         makeDocID();
         result = setUpSecurity();
+        if (result == KPPDFDocumentOpened)
+            processStructure();
     }
     elapsed_ = std::chrono::duration<float>(std::chrono::steady_clock::now() - started).count();
     return usable ? result : KPPDFDocumentNotPDF;
+}
+
+void KPPDFDocument::processStructure() {
+    processDests();
+    // Pages that carried stored imprints had their overlays taken into imprints: the working
+    // bytes are rewritten without them, so that they always match the object model.
+    if (prepPages()) {
+        std::string plain = currentDataWithImprints(false);
+        if (!plain.empty()) {
+            setDocData(KPPDFData(std::move(plain)));
+            refreshDocData();
+        }
+    }
+    processOutline();
 }
 
 bool KPPDFDocument::versionAndEOF() {
@@ -185,9 +206,18 @@ bool KPPDFDocument::readCrossReferences(uint64_t offset, bool hasXref) {
 }
 
 void KPPDFDocument::refreshDocData() {
-    if (!versionAndEOF())
+    if (!versionAndEOF() || !workTrailer() || !pagesObject_)
         return;
-    workTrailer();
+    // The pages stay the same objects (callers hold them); they take up their dictionaries in
+    // the new bytes, in page-tree order, and will parse their content again when asked.
+    KPPDFObjectList nodes;
+    std::vector<KPPDFRef<KPPDFObjectDictionary>> leaves;
+    if (auto kids = pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"))
+        processKids(kids, nodes, leaves);
+    for (size_t i = 0; i < pages_.size() && i < leaves.size(); i++) {
+        pages_[i]->setPageDictionary(leaves[i]);
+        pages_[i]->resetContent();
+    }
 }
 
 void KPPDFDocument::retireObjects() {

@@ -246,26 +246,47 @@ int32_t KPPDFDocument::validatePassword(const std::string& password) {
     } else {
         return 1;
     }
+    bool alreadyDecrypted = encryptionStatus_ == 2;
     isOwner_ = owner;
-    encryptKey_ = computeKeyForPassword(keyPassword, revision, padded);
-    encryptionStatus_ = 1;
     // The owner has every permission; the two low bits are reserved and clear.
     accessPermissions_ = owner ? -4 : permissions(encryptDictionary_.get());
+    if (alreadyDecrypted)
+        return 0; // opened before (with the empty password): only the rights change
+    encryptKey_ = computeKeyForPassword(keyPassword, revision, padded);
+    encryptionStatus_ = 1;
     reloadForDecryption();
+    processStructure();
     return 0;
 }
 
 void KPPDFDocument::reloadForDecryption() {
-    // The encryption dictionary's strings are never encrypted; the kept object, read before
-    // there was a key, stays the one the table gives out.
+    // Decrypted once and for all: with the key known (status 1) every string and stream is read
+    // decrypted, and the complete rewrite writes them plain. The document then works on those
+    // plain bytes and encrypts again only when it is saved (status 2).
     KPPDFRef<KPPDFObjectDictionary> encryption = encryptDictionary_;
     KPPDFRef<KPPDFObjectArray> id = docID_;
-    if (!workTrailer())
-        return;
+    std::string key = encryptKey_;
+    int32_t rights = accessPermissions_;
+    bool owner = isOwner_;
+    processDests();
+    prepPages();
+    std::string plain = currentDataWithImprints(true, 0);
+    pages_.clear();
+    dests_.clear();
+    outlines_.reset();
+    encryptionStatus_ = 0;
+    encryptKey_.clear();
+    if (plain.empty() || (setDocData(KPPDFData(std::move(plain))), !versionAndEOF()) ||
+        !workTrailer()) {
+        KPPDFLog("Could not decrypt the document");
+    }
+    // The plain file has no "Encrypt": the kept dictionary is what saving encrypts with.
     encryptDictionary_ = encryption;
     docID_ = id;
-    if (encryption && encryption->objectNumber())
-        setObject(encryption, encryption->objectNumber(), encryption->generation());
+    encryptKey_ = key;
+    accessPermissions_ = rights;
+    isOwner_ = owner;
+    encryptionStatus_ = 2;
 }
 
 std::string KPPDFDocument::newRC4KeyForObjectNumber(uint32_t number, uint32_t generation) const {

@@ -90,8 +90,8 @@ TEST(KPPDFDocumentOpening, EveryFixtureOpensWithItsResultCode) {
         {"outline.pdf", 0, 28, 35},           {"pagetree_count.pdf", 0, 11, 12},
         {"pagetree_cycle.pdf", 0, 11, 12},    {"pagetree_deep.pdf", 0, 28, 29},
         {"pagetree_inherit.pdf", 0, 15, 16},  {"prev_loop_self.pdf", 0, 8, 9},
-        {"prev_loop_two.pdf", 0, 8, 9},       {"rc4_128_empty.pdf", 0, 22, 23},
-        {"rc4_128_user.pdf", 1, 22, 23},      {"rc4_40_empty.pdf", 0, 22, 23},
+        {"prev_loop_two.pdf", 0, 8, 9},       {"rc4_128_empty.pdf", 0, 21, 22},
+        {"rc4_128_user.pdf", 1, 22, 23},      {"rc4_40_empty.pdf", 0, 21, 22},
         {"rc4_40_user.pdf", 1, 22, 23},       {"size_small.pdf", 0, 8, 8},
         {"truncated.pdf", 2, 0, 0},           {"xref19.pdf", 0, 8, 9},
         {"xref_stream.pdf", 0, 23, 24},
@@ -348,16 +348,21 @@ TEST(KPPDFDocumentOpening, CrossReferenceStreamsAndObjectStreams) {
     EXPECT_FALSE(document->isRepaired());
     EXPECT_EQ(document->trailer()->kind(), KPPDFTrailer::kKindStream);
     EXPECT_EQ(document->trailer()->offset(), document->startxref());
-    // Objects 2 to 19 live in object stream 1; 20 to 23 are plain.
-    KPPDFRef<KPPDFObject> compressed = document->objectWithNumber(5);
-    ASSERT_NE(compressed, nullptr);
-    EXPECT_EQ(compressed->objectType(), KPPDFObjectTypeReference);
-    EXPECT_EQ(compressed->dataRange().location, 0u);
+    // Objects 2 to 19 live in object stream 1; 20 to 23 are plain. Opening read the pages and
+    // the outline; an object it did not need is still a placeholder without a file position.
+    uint32_t untouched = 0;
+    for (uint32_t number = 2; number <= 19 && !untouched; number++) {
+        KPPDFRef<KPPDFObject> entry = document->objectWithNumber(number);
+        if (entry && entry->objectType() == KPPDFObjectTypeReference)
+            untouched = number;
+    }
+    ASSERT_NE(untouched, 0u);
+    EXPECT_EQ(document->objectWithNumber(untouched)->dataRange().location, 0u);
     EXPECT_EQ(resolveAll(*document), 23u);
     EXPECT_EQ(infoTitle(*document), "Fixture base document");
     // Once read, the object takes its placeholder's place in the table.
-    EXPECT_NE(document->objectWithNumber(5)->objectType(), KPPDFObjectTypeReference);
-    EXPECT_FALSE(document->objectWithNumber(5)->isDirect());
+    EXPECT_NE(document->objectWithNumber(untouched)->objectType(), KPPDFObjectTypeReference);
+    EXPECT_FALSE(document->objectWithNumber(untouched)->isDirect());
 
     // The same file with its startxref broken: scanning finds the plain objects, the objects in
     // the object stream, and the cross-reference stream's dictionary as the trailer.

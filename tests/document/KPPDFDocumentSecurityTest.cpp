@@ -31,7 +31,11 @@ std::string infoString(KPPDFDocument& document, const char* key) {
 std::string firstPageContent(KPPDFDocument& document) {
     auto kids = document.pagesObject()->resolvedObjectForKey<KPPDFObjectArray>("Kids");
     auto page = kids ? KPPDFCast<KPPDFObjectDictionary>(kids->resolvedObjectAtIndex(0)) : nullptr;
-    auto content = page ? page->resolvedObjectForKey<KPPDFObjectStream>("Contents") : nullptr;
+    KPPDFRef<KPPDFObject> contents = page ? page->resolvedObjectForKey("Contents") : nullptr;
+    // A single stream, or (as this system writes pages) an array of them.
+    if (auto array = KPPDFCast<KPPDFObjectArray>(contents))
+        contents = array->resolvedObjectAtIndex(0);
+    auto content = KPPDFCast<KPPDFObjectStream>(contents);
     return content ? content->decodedData().string() : std::string();
 }
 
@@ -58,7 +62,7 @@ TEST(KPPDFDocumentSecurity, EmptyUserPasswordOpensWithoutAsking) {
         auto document = openFixture(c.file, &result);
         ASSERT_NE(document, nullptr);
         EXPECT_EQ(result, KPPDFDocumentOpened);
-        EXPECT_EQ(document->encryptionStatus(), 1);
+        EXPECT_EQ(document->encryptionStatus(), 2);
         EXPECT_EQ(document->encryptKey().size(), c.keyLength);
         EXPECT_FALSE(document->isOwner());
         EXPECT_EQ(document->accessPermissions(), permissionWord(*document));
@@ -93,7 +97,7 @@ TEST(KPPDFDocumentSecurity, UserPasswordIsAskedFor) {
         EXPECT_FALSE(document->isOwner());
 
         EXPECT_EQ(document->validatePassword("user"), 0);
-        EXPECT_EQ(document->encryptionStatus(), 1);
+        EXPECT_EQ(document->encryptionStatus(), 2);
         EXPECT_FALSE(document->isOwner());
         EXPECT_EQ(document->accessPermissions(), permissionWord(*document));
         EXPECT_EQ(infoString(*document, "Title"), "Fixture base document");

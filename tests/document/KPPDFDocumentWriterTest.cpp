@@ -166,9 +166,9 @@ TEST(KPPDFDocumentWriter, FlatRewriteWritesFreeEntriesForGaps) {
     size_t xref = startOfCrossReference(bytes);
     ASSERT_LT(xref, bytes.size());
     std::string table = bytes.substr(xref);
-    EXPECT_EQ(table.compare(0, 30, "xref\n0 6\n0000000000 65535 f \n"), 0) << table;
+    EXPECT_EQ(table.compare(0, 29, "xref\n0 6\n0000000000 65535 f \n"), 0) << table;
     // Numbers 3 and 4 have no object.
-    EXPECT_EQ(table.substr(30 + 40, 40), "0000000000 00000 f \n0000000000 00000 f \n");
+    EXPECT_EQ(table.substr(29 + 40, 40), "0000000000 00000 f \n0000000000 00000 f \n");
     EXPECT_EQ(table.find("/Prev"), std::string::npos);
     KPPDFRef<KPPDFDocument> again = KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
     ASSERT_TRUE(again);
