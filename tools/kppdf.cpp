@@ -1,3 +1,74 @@
-#include <cstdio>
+// The kppdf command: look inside PDF files and change them with the library.
+#include <unistd.h>
 
-int main() { return 0; }
+#include <cstdio>
+#include <string>
+
+#include "kppdf/platform/KPPDFLog.h"
+#include "tools/KPPDFTool.h"
+
+void KPPDFToolFail(const std::string& file, const std::string& message) {
+    std::fprintf(stderr, "kppdf: %s: %s\n", file.c_str(), message.c_str());
+}
+
+bool KPPDFToolShowsProgress() { return isatty(STDERR_FILENO) != 0; }
+
+void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context) {
+    command->add_option("FILE", context.file, "PDF file (- for standard input)")->required();
+    command->add_option("--password", context.password, "user or owner password");
+    command->add_flag("-v,--verbose", context.verbose, "show the library's log lines");
+}
+
+KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context) {
+    // The library's log lines are for developers; the command shows them only when asked.
+    if (!context.verbose)
+        KPPDFSetLogHandler([](const std::string&) {});
+    KPPDFData data = KPPDFData::dataWithContentsOfFile(context.file == "-" ? "/dev/stdin"
+                                                                           : context.file);
+    if (data.isNull()) {
+        KPPDFToolFail(context.file, "cannot read the file");
+        context.status = KPPDFToolExitUnreadable;
+        return nullptr;
+    }
+    int32_t result = KPPDFDocumentNotPDF;
+    KPPDFRef<KPPDFDocument> document = KPPDFDocument::documentWithData(data, &result);
+    if (document && context.file != "-")
+        document->setPath(context.file);
+    if (result == KPPDFDocumentPasswordNeeded && document && !context.password.empty() &&
+        document->validatePassword(context.password) == 0)
+        result = KPPDFDocumentOpened;
+    if (result == KPPDFDocumentOpened && document)
+        return document;
+    switch (result) {
+    case KPPDFDocumentPasswordNeeded:
+        KPPDFToolFail(context.file, context.password.empty() ? "needs a password (use --password)"
+                                                             : "the password is not right");
+        context.status = KPPDFToolExitPasswordNeeded;
+        break;
+    case KPPDFDocumentUnsupportedSecurity:
+        KPPDFToolFail(context.file, "encrypted with a security handler that is not supported");
+        context.status = KPPDFToolExitUnsupportedSecurity;
+        break;
+    default:
+        KPPDFToolFail(context.file, "not a PDF file");
+        context.status = KPPDFToolExitUnreadable;
+    }
+    return nullptr;
+}
+
+int main(int argc, char** argv) {
+    CLI::App app{"kppdf: look inside PDF files and change them"};
+    app.require_subcommand(1);
+    KPPDFToolContext context;
+    addInfoCommands(app, context);
+    addTextCommands(app, context.status);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        app.exit(e);
+        return KPPDFToolExitUsage;
+    }
+    return context.status;
+}

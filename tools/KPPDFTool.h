@@ -1,0 +1,39 @@
+#pragma once
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+
+// Exit statuses of the kppdf command: 0 success, 2 wrong arguments, and one status for each
+// reason a file cannot be used.
+enum : int {
+    KPPDFToolExitOK = 0,
+    KPPDFToolExitUnreadable = 1,
+    KPPDFToolExitUsage = 2,
+    KPPDFToolExitPasswordNeeded = 3,
+    KPPDFToolExitUnsupportedSecurity = 4,
+};
+
+// What the subcommands share: their common options and the exit status their run sets.
+struct KPPDFToolContext {
+    std::string file;
+    std::string password;
+    bool json = false;
+    bool verbose = false;
+    int status = KPPDFToolExitOK;
+};
+
+// Adds FILE (- for standard input), --password and --verbose to a subcommand.
+void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context);
+// Opens context.file with context.password; on failure prints one line on stderr, sets
+// context.status and returns null.
+KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context);
+// "kppdf: FILE: message" on stderr.
+void KPPDFToolFail(const std::string& file, const std::string& message);
+// True when stderr is a terminal (progress is shown only then).
+bool KPPDFToolShowsProgress();
+
+// Each file of the command registers its subcommands; a subcommand's callback stores its exit
+// status in context.status.
+void addInfoCommands(CLI::App& app, KPPDFToolContext& context);
+void addTextCommands(CLI::App& app, int& exitStatus);
