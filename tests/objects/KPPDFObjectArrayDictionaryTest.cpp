@@ -1,0 +1,378 @@
+#include <gtest/gtest.h>
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "support/LogCapture.h"
+#include "support/TestPDFBuilder.h"
+
+namespace {
+
+// Sets the document's bytes to "\n" + text and parses the object at offset 1, in body mode.
+KPPDFRef<KPPDFObject> parseBody(KPPDFDocument& doc, const std::string& text, bool contained) {
+    doc.setDocData(KPPDFData::dataWithString("\n" + text));
+    return doc.objectAtOffset(1, doc.docData(), false, contained);
+}
+
+KPPDFRef<KPPDFObject> parseDirect(const std::string& text) {
+    return KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString(text), true, true);
+}
+
+// Offset of the first byte after "n 0 obj" and its line end, where the object's body starts.
+uint32_t bodyPosition(const std::string& pdf, TestPDFBuilder& builder, unsigned number) {
+    size_t header = builder.offsetOf(number);
+    size_t p = pdf.find("obj", header) + 3;
+    while (p < pdf.size() && (pdf[p] == '\n' || pdf[p] == '\r' || pdf[p] == ' '))
+        p++;
+    return static_cast<uint32_t>(p);
+}
+
+// Puts a placeholder reference into the table for each object the builder wrote.
+void fillTable(KPPDFDocument& doc, const std::string& pdf, TestPDFBuilder& builder,
+               std::initializer_list<unsigned> numbers) {
+    doc.setDocData(KPPDFData::dataWithString(pdf));
+    for (unsigned n : numbers)
+        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                          n, 0, &doc, bodyPosition(pdf, builder, n)),
+                      n, 0);
+}
+
+KPPDFRef<KPPDFObjectDictionary> tableDictionary(KPPDFDocument& doc, unsigned number) {
+    return KPPDFResolve<KPPDFObjectDictionary>(doc.objectWithNumber(number));
+}
+
+} // namespace
+
+TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
+    KPPDFDocument doc;
+    // An indirect array in the file body keeps its bytes until asked; they run to "endobj".
+    const std::string arrayText = "[1  2\n/Three (4)]\nendobj\n";
+    KPPDFRef<KPPDFObjectArray> array =
+        KPPDFCast<KPPDFObjectArray>(parseBody(doc, arrayText, false));
+    ASSERT_TRUE(array);
+    EXPECT_FALSE(array->isParsed());
+    EXPECT_EQ(array->rawLength(), 18u);
+    EXPECT_EQ(array->directObject(), "[1  2\n/Three (4)]\n");
+    EXPECT_EQ(array->count(), 4u);
+    EXPECT_TRUE(array->isParsed());
+    EXPECT_EQ(array->rawLength(), 17u);
+    EXPECT_EQ(array->directObject(), "[ 1 2 /Three (4) ]");
+    for (auto& element : array->value())
+        EXPECT_EQ(element->directContainer(), array.get());
+
+    // Nested or direct ones parse at once.
+    array = KPPDFCast<KPPDFObjectArray>(parseBody(doc, arrayText, true));
+    ASSERT_TRUE(array);
+    EXPECT_TRUE(array->isParsed());
+    EXPECT_EQ(array->rawLength(), 17u);
+    array = KPPDFCast<KPPDFObjectArray>(parseDirect("[/a [/b] <<>>]"));
+    ASSERT_TRUE(array);
+    EXPECT_TRUE(array->isParsed());
+    EXPECT_TRUE(array->isDirectOnly());
+    EXPECT_EQ(array->directObject(), "[ /a [ /b ] << >> ]");
+
+    // An untouched dictionary is written back byte for byte up to "endobj" or "stream",
+    // whitespace and odd spacing included.
+    const std::string dictionaryText = "<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\nendobj\n";
+    KPPDFRef<KPPDFObjectDictionary> dictionary =
+        KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, dictionaryText, false));
+    ASSERT_TRUE(dictionary);
+    EXPECT_FALSE(dictionary->isParsed());
+    EXPECT_EQ(dictionary->directObject(), "<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\n");
+    auto numbered = parseBody(doc, dictionaryText, false);
+    numbered->setObjectNumber(1);
+    EXPECT_EQ(numbered->indirectObject(),
+              "1 0 obj\n<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\n\nendobj\n");
+    // Asking for an entry parses it; from then on it is written from its entries.
+    ASSERT_TRUE(dictionary->objectForKey("Pages"));
+    EXPECT_TRUE(dictionary->isParsed());
+    EXPECT_EQ(dictionary->objectForKey("Pages")->objectType(), KPPDFObjectTypeReference);
+    EXPECT_EQ(dictionary->directObject(), "<< /Pages 2 0 R /Type /Catalog>>");
+
+    // A stream dictionary's bytes end where "stream" starts.
+    dictionary = KPPDFObjectDictionary::dictionaryAtOffset(
+        1, &doc, KPPDFData::dataWithString("\n<< /Length 3 >>\nstream\nabc\nendstream"), false,
+        false);
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->directObject(), "<< /Length 3 >>\n");
+
+    // Without any keyword the measure runs to six bytes before the end.
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, "<< /A 1 >>  \n\n", false));
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->rawLength(), 8u);
+    EXPECT_EQ(dictionary->objectForKey("A")->longLongValue(), 1);
+}
+
+TEST(KPPDFObjectArrayDictionary, KeywordsInsideStringsAndNamesDoNotEndALazyObject) {
+    // The lazy measure looks for "stream" and "endobj"; the same words inside a string, a name
+    // or a comment must not cut the object short.
+    const std::string texts[] = {
+        "<< /Title (The stream of life) /Author (endobj) >>",
+        "<< /Subject (a \\) stream) /N 1 >>",
+        "<< /Note (nested (stream) here) >>",
+        "<< /Type /Livestream /Upstream true >>",
+        "<< % stream endobj\n/A 1 >>",
+        "<< /streamInfo 1 /endobjCount 2 /S /stream >>",
+    };
+    for (const std::string& text : texts) {
+        SCOPED_TRACE(text);
+        KPPDFDocument doc;
+        KPPDFRef<KPPDFObject> object = parseBody(doc, text + "\nendobj\n", false);
+        ASSERT_TRUE(object);
+        ASSERT_EQ(object->objectType(), KPPDFObjectTypeDictionary);
+        EXPECT_EQ(object->directObject(), text + "\n");
+        EXPECT_FALSE(object->asDictionary()->value().empty());
+    }
+    KPPDFDocument doc;
+    KPPDFRef<KPPDFObject> array = parseBody(doc, "[(endobj) /x]\nendobj\n", false);
+    ASSERT_TRUE(array && array->asArray());
+    EXPECT_EQ(array->directObject(), "[(endobj) /x]\n");
+    EXPECT_EQ(array->asArray()->count(), 2u);
+}
+
+TEST(KPPDFObjectArrayDictionary, WrittenForms) {
+    EXPECT_EQ(KPPDFObjectDictionary::dictionaryWithDictionary({})->directObject(), "<< >>");
+    EXPECT_EQ(KPPDFObjectArray::arrayWithArray({})->directObject(), "[ ]");
+    EXPECT_EQ(parseDirect("<<>>")->directObject(), "<< >>");
+    EXPECT_EQ(parseDirect("[]")->directObject(), "[ ]");
+    EXPECT_EQ(parseDirect("<< /A 1 >>")->directObject(), "<< /A 1>>");
+    EXPECT_EQ(parseDirect("[1 2]")->directObject(), "[ 1 2 ]");
+    EXPECT_EQ(parseDirect("<</A[1 2.5]/B<</C(x)/D<4142>>>/E true>>")->directObject(),
+              "<< /A [ 1 2.500000 ] /B << /C (x) /D <4142>>> /E true>>");
+    EXPECT_EQ(parseDirect("[[[]]]")->directObject(), "[ [ [ ] ] ]");
+    EXPECT_EQ(parseDirect("<</A#20B/C#2F>>")->directObject(), "<< /A#20B /C#2F>>");
+
+    // Edits through the map or list reach the output.
+    auto dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 /B 2 >>"));
+    dictionary->setObject(KPPDFObjectInteger::integerWithLongLong(3), "C");
+    dictionary->removeObjectForKey("A");
+    dictionary->value()["B"] = KPPDFObjectName::nameWithString("Two");
+    EXPECT_EQ(dictionary->directObject(), "<< /B /Two /C 3>>");
+    dictionary->setObject(nullptr, "B");
+    EXPECT_EQ(dictionary->directObject(), "<< /C 3>>");
+    EXPECT_EQ(dictionary->objectForKey("C")->directContainer(), dictionary.get());
+
+    auto array = KPPDFCast<KPPDFObjectArray>(parseDirect("[ 1 ]"));
+    array->addObject(KPPDFObjectString::stringWithString("s"));
+    array->value().insert(array->value().begin(), KPPDFObjectInteger::integerWithLongLong(0));
+    EXPECT_EQ(array->directObject(), "[ 0 1 (s) ]");
+    EXPECT_EQ(array->value().back()->directContainer(), array.get());
+    EXPECT_FALSE(array->resolvedObjectAtIndex(3));
+
+    // Type and Subtype are the raw entries.
+    auto annotation = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</Type/Annot/Subtype/Link>>"));
+    EXPECT_EQ(annotation->type()->directObject(), "/Annot");
+    EXPECT_EQ(annotation->subtype()->directObject(), "/Link");
+    EXPECT_TRUE(annotation->hasName("Subtype", "Link"));
+    EXPECT_FALSE(annotation->hasName("Subtype", "Text"));
+    EXPECT_FALSE(annotation->hasName("Missing", "Link"));
+}
+
+TEST(KPPDFObjectArrayDictionary, KeysCommentsAndRepeats) {
+    auto dictionary = KPPDFCast<KPPDFObjectDictionary>(
+        parseDirect("<< %first\r\n/A %between\n 1 /B 2 /A 3 /Empty() /N null >>"));
+    ASSERT_TRUE(dictionary);
+    KPPDFObjectMap& map = dictionary->value();
+    EXPECT_EQ(map.size(), 4u);
+    EXPECT_EQ(map.at("A")->longLongValue(), 3); // a repeated key keeps the last value
+    EXPECT_EQ(map.at("B")->longLongValue(), 2);
+    EXPECT_EQ(map.at("Empty")->objectType(), KPPDFObjectTypeString);
+    EXPECT_EQ(map.at("N")->objectType(), KPPDFObjectTypeNull);
+    EXPECT_EQ(dictionary->rawLength(), 55u);
+    EXPECT_EQ(dictionary->directObject(), "<< /A 3 /B 2 /Empty () /N null>>");
+
+    // Keys are kept as read: /A#42 and /AB are different keys.
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</A#42 1/AB 2>>"));
+    EXPECT_EQ(dictionary->value().size(), 2u);
+    EXPECT_EQ(dictionary->objectForKey("A#42")->longLongValue(), 1);
+
+    // A value directly after the key, with no blank.
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</K[1]/L(x)/M/N>>"));
+    EXPECT_EQ(dictionary->directObject(), "<< /K [ 1 ] /L (x) /M /N>>");
+}
+
+TEST(KPPDFObjectArrayDictionary, BadElementsEndTheParse) {
+    LogCapture log;
+    KPPDFDocument doc;
+    // In the file body an unknown byte is logged by the parser, then by the array.
+    auto array = KPPDFCast<KPPDFObjectArray>(parseBody(doc, "[1 2 ) 3]\nendobj", true));
+    ASSERT_TRUE(array);
+    EXPECT_EQ(array->directObject(), "[ 1 2 ]");
+    EXPECT_TRUE(log.contains("??? default ???"));
+    EXPECT_TRUE(log.contains("Unable to parse array element at index: 2"));
+
+    log.clear();
+    auto dictionary =
+        KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, "<< /A 1 /B ) /C 3 >>\nendobj", true));
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
+    EXPECT_TRUE(log.contains("Unable to parse dictionary element at index: 1"));
+
+    // Direct mode: a stray operator ends the array with the same line.
+    log.clear();
+    array = KPPDFCast<KPPDFObjectArray>(parseDirect("[(a) 12 0 R (b)]"));
+    ASSERT_TRUE(array);
+    EXPECT_EQ(array->directObject(), "[ (a) 12 0 ]");
+    EXPECT_TRUE(log.contains("Unable to parse array element at index: 3"));
+
+    // A byte in key position that is not "/" ends the dictionary quietly.
+    log.clear();
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 junk /C 2 >>"));
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 > /C 2 >>"));
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
+
+    // Objects cut off by the end of the bytes end there; nothing loops or reads further.
+    struct Case {
+        const char* text;
+        const char* written;
+    };
+    const Case cases[] = {
+        {"[1 2", "[ 1 2 ]"},
+        {"[", "[ ]"},
+        {"[ (abc", "[ (abc) ]"},
+        {"<< /A 1", "<< /A 1>>"},
+        {"<< /A", "<< >>"},
+        {"<<", "<< >>"},
+        {"<< /A [1 <</B", "<< /A [ 1 << >> ]>>"},
+        {"<< /A 1 %c", "<< /A 1>>"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        KPPDFRef<KPPDFObject> object = parseDirect(c.text);
+        ASSERT_TRUE(object);
+        EXPECT_EQ(object->directObject(), c.written);
+        EXPECT_LE(object->rawLength(), std::string(c.text).size());
+    }
+}
+
+TEST(KPPDFObjectArrayDictionary, DeepNestingFailsCleanly) {
+    for (bool directOnly : {false, true}) {
+        SCOPED_TRACE(directOnly ? "direct" : "body");
+        for (const char* open : {"[", "<</A ", "[<</A "}) {
+            SCOPED_TRACE(open);
+            std::string text;
+            for (int i = 0; i < 10000; i++)
+                text += open;
+            LogCapture log;
+            KPPDFDocument doc;
+            doc.setDocData(KPPDFData::dataWithString("\n" + text + "\nendobj\n"));
+            KPPDFRef<KPPDFObject> object =
+                doc.objectAtOffset(1, doc.docData(), directOnly, directOnly);
+            ASSERT_TRUE(object);
+            // Parse it in full, write it, copy it, and let it all go again.
+            if (object->asArray())
+                object->asArray()->value();
+            else
+                object->asDictionary()->value();
+            std::string written = object->directObject();
+            EXPECT_LT(written.size(), text.size());
+            EXPECT_FALSE(log.lines().empty());
+            KPPDFRef<KPPDFObject> copy = object->copy();
+            EXPECT_EQ(copy->directObject(), written);
+        }
+    }
+}
+
+TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Pages /Rotate 90 /MediaBox [0 0 612 792] >>");
+    builder.add(2, "<< /Type /Pages /Parent 1 0 R /Resources << /Font << >> >> >>");
+    builder.add(3, "<< /Type /Page /Parent 2 0 R /Rotate 180 >>");
+    // A Parent cycle that does not pass through the starting dictionary.
+    builder.add(4, "<< /Parent 5 0 R >>");
+    builder.add(5, "<< /Parent 6 0 R >>");
+    builder.add(6, "<< /Parent 5 0 R >>");
+    // A dictionary that is its own parent.
+    builder.add(7, "<< /Parent 7 0 R /Own 1 >>");
+    std::string pdf = builder.build("");
+    KPPDFDocument doc;
+    fillTable(doc, pdf, builder, {1, 2, 3, 4, 5, 6, 7});
+
+    KPPDFRef<KPPDFObjectDictionary> page = tableDictionary(doc, 3);
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->objectFromAncestorsForKey("Rotate")->longLongValue(), 180);
+    KPPDFRef<KPPDFObject> mediaBox = page->objectFromAncestorsForKey("MediaBox");
+    ASSERT_TRUE(mediaBox && mediaBox->asArray());
+    EXPECT_EQ(mediaBox->directObject(), "[ 0 0 612 792 ]");
+    EXPECT_EQ(mediaBox->directContainer()->objectNumber(), 1u);
+    KPPDFRef<KPPDFObject> resources = page->objectFromAncestorsForKey("Resources");
+    ASSERT_TRUE(resources && resources->asDictionary());
+    EXPECT_FALSE(page->objectFromAncestorsForKey("CropBox"));
+
+    EXPECT_FALSE(tableDictionary(doc, 4)->objectFromAncestorsForKey("Missing"));
+    EXPECT_FALSE(tableDictionary(doc, 7)->objectFromAncestorsForKey("Missing"));
+    EXPECT_EQ(tableDictionary(doc, 7)->objectFromAncestorsForKey("Own")->longLongValue(), 1);
+}
+
+TEST(KPPDFObjectArrayDictionary, MergeWithDictionary) {
+    auto mine =
+        KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A [1] /K /Mine /D << /X 1 /L [3] >> >>"));
+    auto other = KPPDFCast<KPPDFObjectDictionary>(
+        parseDirect("<< /A [2] /B 3 /K /Theirs /D << /Y 2 /L [4] >> >>"));
+    KPPDFRef<KPPDFObjectDictionary> merged = mine->mergeWithDictionary(*other);
+    ASSERT_TRUE(merged);
+    EXPECT_EQ(merged->directObject(), "<< /A [ 1 2 ] /B 3 /D << /L [ 3 4 ] /X 1 /Y 2>> /K /Mine>>");
+    // The sources are left as they were.
+    EXPECT_EQ(mine->directObject(), "<< /A [ 1 ] /D << /L [ 3 ] /X 1>> /K /Mine>>");
+    EXPECT_EQ(other->directObject(), "<< /A [ 2 ] /B 3 /D << /L [ 4 ] /Y 2>> /K /Theirs>>");
+
+    // Entries are compared raw: a reference to a dictionary is not merged into a dictionary,
+    // and an array meeting a non-array keeps this side's entry.
+    auto withReference =
+        KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /D << /X 1 >> /A [1] >>"));
+    auto referenced = KPPDFObjectDictionary::dictionaryWithDictionary(
+        {{"D", KPPDFObjectReference::referenceWithObjectNumber(9, 0, nullptr)},
+         {"A", KPPDFObjectInteger::integerWithLongLong(5)}});
+    EXPECT_EQ(withReference->mergeWithDictionary(*referenced)->directObject(),
+              "<< /A [ 1 ] /D << /X 1>>>>");
+    EXPECT_EQ(KPPDFObjectDictionary::dictionaryWithDictionary({})
+                  ->mergeWithDictionary(*other)
+                  ->value()
+                  .size(),
+              4u);
+}
+
+TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Kids [2 0 R 3 0 R 99 0 R] /Count 2 /Direct << /X 2 0 R >> >>");
+    builder.add(2, "(two)");
+    builder.add(3, "[/three]");
+    std::string pdf = builder.build("");
+    KPPDFDocument doc;
+    fillTable(doc, pdf, builder, {1, 2, 3});
+
+    KPPDFRef<KPPDFObjectDictionary> root = tableDictionary(doc, 1);
+    ASSERT_TRUE(root);
+    auto kids = root->resolvedObjectForKey<KPPDFObjectArray>("Kids");
+    ASSERT_TRUE(kids);
+    ASSERT_EQ(kids->count(), 3u);
+    KPPDFRef<KPPDFObject> two = kids->resolvedObjectAtIndex(0);
+    ASSERT_TRUE(two && two->asString());
+    EXPECT_EQ(two->asString()->value(), "two");
+    EXPECT_EQ(two->objectNumber(), 2u);
+    EXPECT_FALSE(two->isDirect());
+    KPPDFRef<KPPDFObject> three = kids->resolvedObjectAtIndex(1);
+    ASSERT_TRUE(three && three->asArray());
+    EXPECT_EQ(three->asArray()->count(), 1u);
+    EXPECT_EQ(three->asArray()->value()[0]->directObject(), "/three");
+    EXPECT_FALSE(kids->resolvedObjectAtIndex(2)); // no such object
+    EXPECT_EQ(kids->directObject(), "[ 2 0 R 3 0 R 99 0 R ]");
+    EXPECT_FALSE(root->resolvedObjectForKey("Nothing"));
+    EXPECT_EQ(root->resolvedObjectForKey("Count")->longLongValue(), 2);
+    // The outermost container of a nested value is the numbered dictionary.
+    KPPDFRef<KPPDFObject> x = root->objectForKey("Direct")->asDictionary()->objectForKey("X");
+    EXPECT_EQ(x->container(), root.get());
+    // Resolving a dictionary resolves the references it holds.
+    EXPECT_FALSE(x->asReference()->value());
+    KPPDFObject::resolve(root->objectForKey("Direct"));
+    EXPECT_TRUE(x->asReference()->value());
+}

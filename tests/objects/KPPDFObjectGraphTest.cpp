@@ -1,0 +1,364 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectReference.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/platform/KPPDFAttributedString.h"
+#include "support/LogCapture.h"
+#include "support/TestPDFBuilder.h"
+
+namespace {
+
+// Offset of the first byte after "n 0 obj" and its line end.
+uint32_t bodyPosition(const std::string& pdf, TestPDFBuilder& builder, unsigned number) {
+    size_t p = pdf.find("obj", builder.offsetOf(number)) + 3;
+    while (p < pdf.size() && (pdf[p] == '\n' || pdf[p] == '\r' || pdf[p] == ' '))
+        p++;
+    return static_cast<uint32_t>(p);
+}
+
+// Puts a placeholder reference into the table for every object the builder wrote.
+void fillTable(KPPDFDocument& doc, TestPDFBuilder& builder, const std::string& pdf,
+               std::initializer_list<unsigned> numbers) {
+    doc.setDocData(KPPDFData::dataWithString(pdf));
+    for (unsigned n : numbers)
+        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                          n, 0, &doc, bodyPosition(pdf, builder, n)),
+                      n, 0);
+}
+
+// Three dictionaries that reach each other in a ring, one of them also itself.
+std::string ringPDF(TestPDFBuilder& builder) {
+    builder.add(1, "<< /Next 2 0 R /Kids [3 0 R 3 0 R] /Name (one) >>");
+    builder.add(2, "<< /Next 3 0 R /Inner << /Deep [1 0 R] >> >>");
+    builder.add(3, "<< /Next 1 0 R /Self 3 0 R /Missing 40 0 R >>");
+    builder.add(4, "<< /Unreached 1 0 R >>");
+    return builder.build("");
+}
+
+KPPDFRef<KPPDFObject> tableObject(KPPDFDocument& doc, unsigned number) {
+    return KPPDFObject::resolve(doc.objectWithNumber(number));
+}
+
+} // namespace
+
+TEST(KPPDFObjectGraph, SubobjectsAndMarksOnACycle) {
+    TestPDFBuilder builder;
+    std::string pdf = ringPDF(builder);
+    KPPDFDocument doc;
+    fillTable(doc, builder, pdf, {1, 2, 3, 4});
+
+    KPPDFRef<KPPDFObject> one = tableObject(doc, 1);
+    ASSERT_TRUE(one);
+    KPPDFVisitedSet visited;
+    KPPDFObjectList reached = one->subobjects(visited);
+    std::set<uint32_t> numbers;
+    for (auto& object : reached) {
+        ASSERT_TRUE(object);
+        EXPECT_TRUE(numbers.insert(object->objectNumber()).second)
+            << "object " << object->objectNumber() << " listed twice";
+    }
+    EXPECT_EQ(numbers, (std::set<uint32_t>{1, 2, 3}));
+    // A second walk with the same visited set finds nothing new.
+    EXPECT_TRUE(one->subobjects(visited).empty());
+
+    // From a reference, the target comes first.
+    KPPDFRef<KPPDFObjectReference> reference =
+        KPPDFObjectReference::referenceWithObjectNumber(2, 0, &doc);
+    KPPDFVisitedSet fresh;
+    reached = reference->subobjects(fresh);
+    ASSERT_EQ(reached.size(), 3u);
+    EXPECT_EQ(reached[0]->objectNumber(), 2u);
+
+    // Marks: every number reached, and each target is put into the table in place of its
+    // placeholder.
+    KPPDFDocument marked;
+    fillTable(marked, builder, pdf, {1, 2, 3, 4});
+    KPPDFMarkBytes marks;
+    KPPDFObjectReference::referenceWithObjectNumber(1, 0, &marked)->markSubobjects(marks);
+    ASSERT_GE(marks.size(), 4u);
+    EXPECT_EQ(marks[1], 1);
+    EXPECT_EQ(marks[2], 1);
+    EXPECT_EQ(marks[3], 1);
+    EXPECT_TRUE(marks.size() == 4 || marks[4] == 0);
+    EXPECT_EQ(marks[0], 0);
+    for (unsigned n : {1u, 2u, 3u}) {
+        KPPDFRef<KPPDFObject> entry = marked.objectWithNumber(n);
+        ASSERT_TRUE(entry);
+        EXPECT_EQ(entry->objectType(), KPPDFObjectTypeDictionary) << n;
+    }
+    // A numbered object marks its own number; a direct one marks nothing.
+    KPPDFMarkBytes more;
+    KPPDFObjectInteger::integerWithLongLong(5)->markSubobjects(more);
+    EXPECT_TRUE(std::find(more.begin(), more.end(), 1) == more.end());
+    auto numbered = KPPDFObjectInteger::integerWithLongLong(5);
+    numbered->setObjectNumber(9);
+    numbered->markSubobjects(more);
+    ASSERT_GE(more.size(), 10u);
+    EXPECT_EQ(more[9], 1);
+}
+
+TEST(KPPDFObjectGraph, ReferencesResolveThroughTheTable) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /A 2 0 R /B 2 0 R /C 6 0 R /G 3 7 R >>");
+    builder.add(2, "[1 2 3]");
+    builder.add(3, "(three)");
+    std::string pdf = builder.build("");
+    KPPDFDocument doc;
+    fillTable(doc, builder, pdf, {1, 2, 3});
+
+    auto one = KPPDFResolve<KPPDFObjectDictionary>(doc.objectWithNumber(1));
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->objectNumber(), 1u);
+    EXPECT_FALSE(one->isDirect());
+    EXPECT_EQ(one->document(), &doc);
+
+    KPPDFRef<KPPDFObject> a = one->resolvedObjectForKey("A");
+    ASSERT_TRUE(a && a->asArray());
+    // Both references share the one parsed object, which took its placeholder's table slot.
+    EXPECT_EQ(one->resolvedObjectForKey("B").get(), a.get());
+    EXPECT_EQ(doc.objectWithNumber(2).get(), a.get());
+    EXPECT_EQ(a->objectNumber(), 2u);
+    EXPECT_FALSE(a->isDirect());
+    EXPECT_TRUE(one->objectForKey("A")->isEqual(*one->objectForKey("B")));
+    EXPECT_FALSE(one->objectForKey("A")->isEqual(*one->objectForKey("G")));
+    EXPECT_FALSE(one->objectForKey("A")->isEqual(*a));
+
+    // A reference to nothing resolves to null and is written as it was read.
+    EXPECT_FALSE(one->resolvedObjectForKey("C"));
+    EXPECT_EQ(one->objectForKey("C")->directObject(), "6 0 R");
+    EXPECT_FALSE(KPPDFObjectReference::referenceWithObjectNumber(1, 0, nullptr)->resolvedObject());
+
+    // The table is keyed by number: a reference with another generation finds the object but
+    // does not give it that generation, so every reference to it is written alike.
+    KPPDFRef<KPPDFObject> g = one->resolvedObjectForKey("G");
+    ASSERT_TRUE(g && g->asString());
+    EXPECT_EQ(g->generation(), 0u);
+    EXPECT_EQ(
+        KPPDFObject::resolve(KPPDFObjectReference::referenceWithObjectNumber(3, 0, &doc)).get(),
+        g.get());
+    EXPECT_EQ(one->objectForKey("G")->directObject(), "3 0 R");
+
+    // A reference written after resolution uses its target's number, so renumbering the target
+    // renumbers every reference to it.
+    a->setObjectNumber(12);
+    EXPECT_EQ(one->objectForKey("A")->directObject(), "12 0 R");
+    EXPECT_EQ(one->directObject(), "<< /A 12 0 R /B 12 0 R /C 6 0 R /G 3 0 R>>");
+
+    // A reference to an object in memory: the target's number, 0 until it has one.
+    auto name = KPPDFObjectName::nameWithString("N");
+    auto toName = KPPDFObjectReference::referenceWithObject(name);
+    EXPECT_EQ(toName->directObject(), "0 0 R");
+    name->setObjectNumber(31);
+    EXPECT_EQ(toName->directObject(), "31 0 R");
+    EXPECT_EQ(toName->resolvedObject().get(), name.get());
+    EXPECT_EQ(toName->objectNumber(), 0u);
+
+    // The display form is a blue link to the object.
+    KPPDFAttributedString shown = one->objectForKey("B")->attributedObject();
+    EXPECT_EQ(shown.string(), "12 0 R");
+    EXPECT_EQ(shown.attributesAtIndex(0).link, "pdfobject:///12/0");
+    EXPECT_TRUE(shown.attributesAtIndex(0).foregroundColor.has_value());
+
+    // An untyped placeholder in the table is parsed on first use and takes its own slot.
+    auto placeholder = std::make_shared<KPPDFObject>();
+    placeholder->setDocument(&doc);
+    placeholder->setDataRange({bodyPosition(pdf, builder, 3), 0});
+    doc.setObject(placeholder, 3, 0);
+    KPPDFRef<KPPDFObject> parsed = KPPDFObject::resolve(doc.objectWithNumber(3));
+    ASSERT_TRUE(parsed && parsed->asString());
+    EXPECT_EQ(parsed->asString()->value(), "three");
+    EXPECT_EQ(doc.objectWithNumber(3).get(), parsed.get());
+    EXPECT_EQ(parsed->objectNumber(), 3u);
+}
+
+TEST(KPPDFObjectGraph, CopiesAreUnnumberedAndDeep) {
+    TestPDFBuilder builder;
+    std::string pdf = ringPDF(builder);
+    KPPDFDocument doc;
+    fillTable(doc, builder, pdf, {1, 2, 3, 4});
+    auto one = KPPDFResolve<KPPDFObjectDictionary>(doc.objectWithNumber(1));
+    ASSERT_TRUE(one);
+    one->value();
+    std::string original = one->directObject();
+
+    KPPDFRef<KPPDFObject> copy = one->copy();
+    ASSERT_TRUE(copy && copy->asDictionary());
+    EXPECT_EQ(copy->objectNumber(), 0u);
+    EXPECT_TRUE(copy->isDirect());
+    EXPECT_EQ(copy->document(), &doc);
+    EXPECT_FALSE(copy->isEqual(*one));
+    EXPECT_FALSE(one->isEqual(*copy));
+    EXPECT_EQ(copy->directObject(), original);
+    // Two copies are not equal to each other either.
+    EXPECT_FALSE(copy->isEqual(*one->copy()));
+
+    // Every level is a new object: changing the copy leaves the original alone.
+    KPPDFObjectDictionary* copied = copy->asDictionary();
+    auto kids = KPPDFCast<KPPDFObjectArray>(copied->objectForKey("Kids"));
+    ASSERT_TRUE(kids);
+    EXPECT_NE(kids.get(), one->objectForKey("Kids").get());
+    EXPECT_EQ(kids->directContainer(), copied);
+    kids->addObject(KPPDFObjectInteger::integerWithLongLong(99));
+    copied->objectForKey("Name")->asString()->setLiteral(false);
+    EXPECT_EQ(one->directObject(), original);
+    EXPECT_EQ(copied->directObject(), "<< /Kids [ 3 0 R 3 0 R 99 ] /Name <6F6E65> /Next 2 0 R>>");
+
+    // Copied references keep their number and the target they found.
+    KPPDFRef<KPPDFObject> next = copied->objectForKey("Next");
+    EXPECT_EQ(next->objectNumber(), 2u);
+    EXPECT_EQ(KPPDFObject::resolve(next).get(), one->resolvedObjectForKey("Next").get());
+}
+
+TEST(KPPDFObjectGraph, IdentityHashAndOrder) {
+    KPPDFDocument doc, other;
+    auto a = KPPDFObjectInteger::integerWithLongLong(1);
+    auto b = KPPDFObjectName::nameWithString("b");
+    a->setDocument(&doc);
+    b->setDocument(&doc);
+    EXPECT_TRUE(a->isEqual(*a));
+    EXPECT_FALSE(a->isEqual(*b)); // no numbers: only the same instance is equal
+    a->setObjectNumber(5);
+    b->setObjectNumber(5);
+    EXPECT_TRUE(a->isEqual(*b)); // same number, generation and document
+    b->setGeneration(1);
+    EXPECT_FALSE(a->isEqual(*b));
+    b->setGeneration(0);
+    b->setDocument(&other);
+    EXPECT_FALSE(a->isEqual(*b));
+
+    auto numbered = [](uint32_t number) {
+        auto object = KPPDFObjectInteger::integerWithLongLong(0);
+        object->setObjectNumber(number);
+        return object;
+    };
+    EXPECT_EQ(numbered(3313)->hash(), 0u);
+    EXPECT_EQ(numbered(3314)->hash(), 1u);
+    EXPECT_EQ(numbered(7)->hash(), 7u);
+    EXPECT_EQ(numbered(6626)->hash(), 0u);
+    auto unnumbered = KPPDFObjectInteger::integerWithLongLong(0);
+    EXPECT_EQ(unnumbered->hash(), reinterpret_cast<uintptr_t>(unnumbered.get()) % 3313);
+    EXPECT_LT(unnumbered->hash(), 3313u);
+
+    EXPECT_EQ(numbered(2)->compare(*numbered(3)), -1);
+    EXPECT_EQ(numbered(3)->compare(*numbered(2)), 1);
+    EXPECT_EQ(numbered(3)->compare(*numbered(3)), 0);
+    EXPECT_EQ(KPPDFObjectName::nameWithString("z")->compare(*numbered(1)), -1);
+
+    // A reference equals only a reference to the very same target.
+    auto target = KPPDFObjectName::nameWithString("t");
+    auto first = KPPDFObjectReference::referenceWithObject(target);
+    auto second = KPPDFObjectReference::referenceWithObject(target);
+    auto elsewhere =
+        KPPDFObjectReference::referenceWithObject(KPPDFObjectName::nameWithString("t"));
+    EXPECT_TRUE(first->isEqual(*second));
+    EXPECT_FALSE(first->isEqual(*elsewhere));
+    EXPECT_FALSE(first->isEqual(*target));
+    EXPECT_FALSE(KPPDFObjectReference::referenceWithObjectNumber(1, 0, nullptr)
+                     ->isEqual(*KPPDFObjectReference::referenceWithObjectNumber(1, 0, nullptr)));
+}
+
+TEST(KPPDFObjectGraph, FixReferencesBetweenDocuments) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Font 2 0 R /Image 3 0 R /Other 2 5 R /List [2 0 R] >>");
+    builder.add(2, "<< /Type /Font >>");
+    builder.add(3, "<< /Type /XObject >>");
+    std::string pdf = builder.build("");
+    KPPDFDocument source;
+    fillTable(source, builder, pdf, {1, 2, 3});
+    auto page = KPPDFResolve<KPPDFObjectDictionary>(source.objectWithNumber(1));
+    ASSERT_TRUE(page);
+    // Font is resolved before the fix, Image is not: both are replaced.
+    ASSERT_TRUE(page->resolvedObjectForKey("Font"));
+
+    KPPDFDocument destination;
+    auto font = KPPDFObjectDictionary::dictionaryWithDictionary({});
+    destination.setObject(font, 7, 0);
+    auto image = KPPDFObjectDictionary::dictionaryWithDictionary({});
+    destination.setObject(image, 8, 0);
+
+    KPPDFRef<KPPDFObject> copy = page->copy();
+    KPPDFReferenceFixMap map;
+    map[&source].resize(1);
+    map[&source][0][2] = font;
+    map[&source][0][3] = image;
+    map[&destination].resize(1);
+    map[&destination][0][1] = image; // not consulted: nothing here belongs to destination
+    copy->fixReferences(map);
+
+    KPPDFObjectDictionary* copied = copy->asDictionary();
+    EXPECT_EQ(KPPDFObject::resolve(copied->objectForKey("Font")).get(), font.get());
+    EXPECT_EQ(KPPDFObject::resolve(copied->objectForKey("Image")).get(), image.get());
+    EXPECT_EQ(copied->directObject(), "<< /Font 7 0 R /Image 8 0 R /List [ 7 0 R ] /Other 2 5 R>>");
+    // The generation picks the table: there is no entry for generation 5.
+    EXPECT_NE(KPPDFObject::resolve(copied->objectForKey("Other")).get(), font.get());
+    // The source keeps its own targets.
+    EXPECT_EQ(page->directObject(), "<< /Font 2 0 R /Image 3 0 R /List [ 2 0 R ] /Other 2 5 R>>");
+
+    // Streams pass the map to their dictionaries.
+    auto stream = KPPDFObjectStream::streamWithData(KPPDFData::dataWithString("x"), {0, 1});
+    stream->dictionary()->setObject(KPPDFObjectReference::referenceWithObjectNumber(3, 0, &source),
+                                    "Resources");
+    stream->fixReferences(map);
+    EXPECT_EQ(stream->resolvedObjectForKey("Resources").get(), image.get());
+}
+
+TEST(KPPDFObjectGraph, ObjectsOutliveTheirDocument) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Next 2 0 R /Other 3 0 R /Kids [2 0 R] /Inline << /Up 1 0 R >> >>");
+    builder.add(2, "<< /Back 1 0 R /Text (two) >>");
+    builder.add(3, "<< /Length 4 0 R >>\nstream\nabc\nendstream");
+    builder.add(4, "3");
+    std::string pdf = builder.build("");
+
+    KPPDFRef<KPPDFObjectDictionary> held;
+    KPPDFRef<KPPDFObjectDictionary> second;
+    KPPDFRef<KPPDFObjectStream> stream;
+    {
+        auto doc = std::make_unique<KPPDFDocument>();
+        fillTable(*doc, builder, pdf, {1, 2, 3, 4});
+        held = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
+        ASSERT_TRUE(held);
+        // A cycle through cached references: 1 -> 2 -> 1, and 1 -> itself through Inline.
+        second = held->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
+        ASSERT_TRUE(second);
+        EXPECT_EQ(second->resolvedObjectForKey("Back").get(), held.get());
+        KPPDFObject::resolve(held->objectForKey("Inline"));
+        stream = KPPDFResolve<KPPDFObjectStream>(doc->objectWithNumber(3));
+        ASSERT_TRUE(stream);
+        EXPECT_EQ(stream->rawData().string(), "abc");
+        // Object 1's Other entry is left unresolved on purpose.
+        auto fresh = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
+        EXPECT_EQ(fresh.get(), held.get());
+    }
+    // The document is gone: what the caller holds is still valid, but leads nowhere.
+    EXPECT_EQ(held->document(), nullptr);
+    EXPECT_FALSE(held->resolvedObjectForKey("Next"));
+    EXPECT_FALSE(held->resolvedObjectForKey("Other"));
+    EXPECT_FALSE(second->resolvedObjectForKey("Back"));
+    auto kids = held->resolvedObjectForKey<KPPDFObjectArray>("Kids");
+    ASSERT_TRUE(kids);
+    EXPECT_FALSE(kids->resolvedObjectAtIndex(0));
+    EXPECT_EQ(held->directObject(),
+              "<< /Inline << /Up 1 0 R>> /Kids [ 2 0 R ] /Next 2 0 R /Other 3 0 R>>");
+    EXPECT_EQ(second->resolvedObjectForKey("Text")->asString()->value(), "two");
+    // A stream keeps its bytes.
+    EXPECT_EQ(stream->rawData().string(), "abc");
+    EXPECT_EQ(stream->decodedData().string(), "abc");
+    EXPECT_FALSE(stream->resolvedObjectForKey("Length"));
+    // Copies and walks of orphans stay inside what is left.
+    KPPDFVisitedSet visited;
+    EXPECT_TRUE(held->subobjects(visited).empty());
+    KPPDFMarkBytes marks;
+    held->markSubobjects(marks);
+    EXPECT_EQ(held->copy()->directObject(), held->directObject());
+}

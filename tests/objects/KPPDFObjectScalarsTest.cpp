@@ -1,0 +1,358 @@
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/objects/KPPDFObjectBoolean.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectNull.h"
+#include "kppdf/objects/KPPDFObjectNumbers.h"
+#include "kppdf/objects/KPPDFObjectReal.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+// Parses text as it would stand after "N 0 obj" in a file (body mode) or in a content stream
+// (direct mode). A line feed goes first: offset 0 of a file never holds an object.
+KPPDFRef<KPPDFObject> parse(KPPDFDocument& doc, const std::string& text, bool directOnly) {
+    doc.setDocData(KPPDFData::dataWithString("\n" + text));
+    return doc.objectAtOffset(1, doc.docData(), directOnly, directOnly);
+}
+
+std::string written(float value) {
+    return KPPDFObjectReal::realWithFloat(value)->directObject();
+}
+std::string written(long long value) {
+    return KPPDFObjectInteger::integerWithLongLong(value)->directObject();
+}
+
+} // namespace
+
+TEST(KPPDFObjectScalars, NumbersReadFromText) {
+    struct Case {
+        const char* text;
+        int32_t type;
+        double value;
+        uint32_t rawLength;
+    };
+    const Case cases[] = {
+        {"-.5", KPPDFObjectTypeReal, -0.5, 3},
+        {"+7", KPPDFObjectTypeInteger, 7, 2},
+        {"5-3", KPPDFObjectTypeInteger, 5, 1}, // the numeric run is longer than the number
+        {"0", KPPDFObjectTypeInteger, 0, 1},
+        {"-17 ", KPPDFObjectTypeInteger, -17, 3},
+        {"4294967296", KPPDFObjectTypeInteger, 4294967296.0, 10},
+        {"612.0]", KPPDFObjectTypeReal, 612, 5},
+        {"1.2.3", KPPDFObjectTypeReal, 1.2f, 3},
+        {"3.5e2 ", KPPDFObjectTypeReal, 350, 5},
+        {"12 0 obj", KPPDFObjectTypeInteger, 12, 2}, // a header is not a reference
+    };
+    for (const Case& c : cases) {
+        for (bool directOnly : {false, true}) {
+            SCOPED_TRACE(std::string(c.text) + (directOnly ? " direct" : " body"));
+            KPPDFDocument doc;
+            KPPDFRef<KPPDFObject> object = parse(doc, c.text, directOnly);
+            ASSERT_TRUE(object);
+            EXPECT_EQ(object->objectType(), c.type);
+            if (c.type == KPPDFObjectTypeInteger)
+                EXPECT_EQ(object->longLongValue(), static_cast<long long>(c.value));
+            else
+                EXPECT_FLOAT_EQ(object->realValue(), static_cast<float>(c.value));
+            EXPECT_EQ(object->rawLength(), c.rawLength);
+            EXPECT_EQ(object->dataRange().location, 1u);
+            EXPECT_TRUE(object->isDirect());
+            EXPECT_EQ(object->objectNumber(), 0u);
+        }
+    }
+
+    // Saturation instead of overflow for absurd digit runs.
+    KPPDFDocument doc;
+    KPPDFRef<KPPDFObject> huge = parse(doc, "99999999999999999999999 ", true);
+    ASSERT_TRUE(huge);
+    EXPECT_EQ(huge->longLongValue(), LLONG_MAX);
+    EXPECT_EQ(huge->rawLength(), 23u);
+    KPPDFRef<KPPDFObject> tiny = parse(doc, "-99999999999999999999999 ", true);
+    ASSERT_TRUE(tiny);
+    EXPECT_EQ(tiny->longLongValue(), LLONG_MIN);
+
+    // A sign alone is no number.
+    EXPECT_FALSE(parse(doc, "- 1", true));
+    EXPECT_FALSE(parse(doc, "+-5", true));
+}
+
+TEST(KPPDFObjectScalars, NumbersWrittenInTheirFixedForms) {
+    // Reals: integral values as integers, everything else with six decimals.
+    EXPECT_EQ(written(2.0f), "2");
+    EXPECT_EQ(written(2.5f), "2.500000");
+    EXPECT_EQ(written(-0.0f), "0");
+    EXPECT_EQ(written(-0.5f), "-0.500000");
+    EXPECT_EQ(written(0.1f), "0.100000");
+    EXPECT_EQ(written(-612.0f), "-612");
+    EXPECT_EQ(written(16777216.0f), "16777216");
+    EXPECT_EQ(written(1e10f), "10000000000.000000");
+    EXPECT_EQ(written(1e-7f), "0.000000");
+    // Nothing that is not a number may reach a file.
+    EXPECT_EQ(written(std::nanf("")), "0");
+    EXPECT_EQ(written(INFINITY), "0");
+    EXPECT_EQ(written(3e38f).find_first_not_of("0123456789.-"), std::string::npos);
+
+    // Integers: only the low 32 bits, as a signed decimal.
+    EXPECT_EQ(written(4294967296LL), "0");
+    EXPECT_EQ(written(4294967295LL), "-1");
+    EXPECT_EQ(written(2147483648LL), "-2147483648");
+    EXPECT_EQ(written(2147483647LL), "2147483647");
+    EXPECT_EQ(written(-5LL), "-5");
+    EXPECT_EQ(written(0LL), "0");
+
+    // Objects made in memory measure their text on demand; setters invalidate the measure.
+    EXPECT_EQ(KPPDFObjectInteger::integerWithLongLong(-123)->rawLength(), 4u);
+    EXPECT_EQ(KPPDFObjectReal::realWithFloat(2.5f)->rawLength(), 8u);
+    auto integer = KPPDFObjectInteger::integerWithLongLong(7);
+    EXPECT_EQ(integer->rawLength(), 1u);
+    integer->setLongLongValue(12345);
+    EXPECT_EQ(integer->rawLength(), 5u);
+    EXPECT_EQ(integer->directObject(), "12345");
+    auto real = KPPDFObjectReal::realWithFloat(1.0f);
+    EXPECT_EQ(real->rawLength(), 1u);
+    real->setRealValue(-1.25f);
+    EXPECT_EQ(real->rawLength(), 9u);
+
+    // Numbers read from a file are written in the fixed form, not as they stood.
+    KPPDFDocument doc;
+    EXPECT_EQ(parse(doc, "+007", false)->directObject(), "7");
+    EXPECT_EQ(parse(doc, "3.0", false)->directObject(), "3");
+    EXPECT_EQ(parse(doc, ".25", false)->directObject(), "0.250000");
+
+    // Each kind converts to the other.
+    EXPECT_FLOAT_EQ(KPPDFObjectInteger::integerWithLongLong(-3)->realValue(), -3.0f);
+    EXPECT_EQ(KPPDFObjectReal::realWithFloat(-3.75f)->longLongValue(), -3);
+
+    // The indirect form wraps the direct one; without a document the line end is LF.
+    auto numbered = KPPDFObjectReal::realWithFloat(0.5f);
+    numbered->setObjectNumber(12);
+    numbered->setGeneration(3);
+    EXPECT_EQ(numbered->indirectObject(), "12 3 obj\n0.500000\nendobj\n");
+}
+
+TEST(KPPDFObjectScalars, StrToFloatAccumulatesInSinglePrecision) {
+    const char* end = nullptr;
+    // Plain decimals are summed digit by digit in float: 0.35 and 0.9 come out one unit in
+    // the last place above the correctly rounded value.
+    EXPECT_EQ(KPPDFObjectStrToFloat("0.35", &end), 3 * 0.1f + 5 * (0.1f * 0.1f));
+    EXPECT_NE(KPPDFObjectStrToFloat("0.35"), static_cast<float>(std::strtod("0.35", nullptr)));
+    EXPECT_NE(KPPDFObjectStrToFloat("0.9"), 0.9f);
+    EXPECT_EQ(KPPDFObjectStrToFloat("0.1"), 0.1f);
+
+    const char* text = "-12.5 rest";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), -12.5f);
+    EXPECT_EQ(end, text + 5);
+    text = "+.5/Name";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 0.5f);
+    EXPECT_EQ(end, text + 3);
+    text = "7]";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 7.0f);
+    EXPECT_EQ(end, text + 1);
+
+    // Anything else is handed whole, sign included, to the C library.
+    text = "1e5";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 100000.0f);
+    EXPECT_EQ(end, text + 3);
+    text = "-2.5E-1 ";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), -0.25f);
+    EXPECT_EQ(end, text + 7);
+    text = "1.2.3";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), static_cast<float>(1.2));
+    EXPECT_EQ(end, text + 3);
+    text = "12abc";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 12.0f);
+    EXPECT_EQ(end, text + 2);
+
+    // A limit bounds both paths: no byte at or past it is looked at.
+    text = "12345";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end, text + 3), 123.0f);
+    EXPECT_EQ(end, text + 3);
+    text = "1e5";
+    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end, text + 2), 1.0f);
+    EXPECT_EQ(end, text + 1);
+    // A long run that needs the fallback is cut rather than copied past a small buffer.
+    std::string longText = "1." + std::string(200, '1') + "e";
+    float longValue = KPPDFObjectStrToFloat(longText.c_str(), &end);
+    EXPECT_NEAR(longValue, 1.1111111f, 1e-6f);
+    EXPECT_GT(end, longText.c_str());
+    EXPECT_LE(end, longText.c_str() + longText.size());
+}
+
+TEST(KPPDFObjectScalars, NumberWritersLeaveTheCursorOnTheTerminator) {
+    char buffer[64];
+    std::memset(buffer, 'x', sizeof buffer);
+    char* p = buffer;
+    KPPDFObjectSignedToStringInPlace(INT32_MIN, &p);
+    EXPECT_STREQ(buffer, "-2147483648");
+    EXPECT_EQ(p, buffer + 11);
+    EXPECT_EQ(*p, '\0');
+    // Text appended at the cursor continues the same string.
+    *p++ = ' ';
+    KPPDFObjectUnsignedToStringInPlace(UINT32_MAX, &p);
+    *p++ = ' ';
+    KPPDFObjectSignedToStringInPlace(INT32_MAX, &p);
+    *p++ = ' ';
+    KPPDFObjectSignedToStringInPlace(0, &p);
+    *p++ = ' ';
+    KPPDFObjectUnsignedToStringInPlace(0, &p);
+    *p++ = ' ';
+    KPPDFObjectSignedToStringInPlace(-1, &p);
+    EXPECT_STREQ(buffer, "-2147483648 4294967295 2147483647 0 0 -1");
+    EXPECT_EQ(p, buffer + std::strlen(buffer));
+
+    p = buffer;
+    KPPDFObjectUnsigned64ToStringInPlace(UINT64_MAX, &p);
+    EXPECT_STREQ(buffer, "18446744073709551615");
+    EXPECT_EQ(p, buffer + 20);
+
+    char text[] = "abcd";
+    reverse(text);
+    EXPECT_STREQ(text, "dcba");
+    char odd[] = "abc";
+    reverse(odd);
+    EXPECT_STREQ(odd, "cba");
+    char empty[] = "";
+    reverse(empty);
+    EXPECT_STREQ(empty, "");
+}
+
+TEST(KPPDFObjectScalars, NamesKeepTheirEscapes) {
+    KPPDFDocument doc;
+    KPPDFRef<KPPDFObject> object = parse(doc, "/A#20B ", false);
+    ASSERT_TRUE(object && object->asName());
+    EXPECT_EQ(object->asName()->value(), "A#20B");
+    EXPECT_EQ(object->asName()->decodedValue(), "A B");
+    EXPECT_EQ(object->rawLength(), 6u);
+    EXPECT_EQ(object->directObject(), "/A#20B");
+
+    // A name ends at whitespace or any delimiter; digits and signs belong to it.
+    struct Case {
+        const char* text;
+        const char* value;
+        uint32_t rawLength;
+    };
+    const Case cases[] = {
+        {"/Type/Page", "Type", 5},
+        {"/F1 12 Tf", "F1", 3},
+        {"/a(b)", "a", 2},
+        {"/x-1.5+y]", "x-1.5+y", 8},
+        {"/", "", 1},
+        {"/ ", "", 1},
+        {"/A<<", "A", 2},
+        {"/n%c\n", "n", 2},
+        {"/\xE9t\xE9", "\xE9t\xE9", 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        KPPDFRef<KPPDFObject> name = parse(doc, c.text, true);
+        ASSERT_TRUE(name && name->asName());
+        EXPECT_EQ(name->asName()->value(), c.value);
+        EXPECT_EQ(name->rawLength(), c.rawLength);
+    }
+
+    // A name made in memory is written as given, without escaping.
+    auto made = KPPDFObjectName::nameWithString("Parvel#20Imprint");
+    EXPECT_EQ(made->directObject(), "/Parvel#20Imprint");
+    EXPECT_EQ(made->rawLength(), 17u);
+    EXPECT_TRUE(made->isEqualToString("Parvel#20Imprint"));
+    // Broken escapes are left alone when decoding.
+    EXPECT_EQ(KPPDFObjectName::nameWithString("A#2")->decodedValue(), "A#2");
+    EXPECT_EQ(KPPDFObjectName::nameWithString("A#zz#41")->decodedValue(), "A#zzA");
+    EXPECT_FALSE(KPPDFObjectName::nameAtOffset(0, KPPDFData::dataWithString("Name")));
+}
+
+TEST(KPPDFObjectScalars, KeywordsNullAndBooleans) {
+    for (bool directOnly : {false, true}) {
+        SCOPED_TRACE(directOnly ? "direct" : "body");
+        KPPDFDocument doc;
+        KPPDFRef<KPPDFObject> object = parse(doc, "true", directOnly);
+        ASSERT_TRUE(object && object->asBoolean());
+        EXPECT_TRUE(object->asBoolean()->boolValue());
+        EXPECT_EQ(object->rawLength(), 4u);
+        EXPECT_EQ(object->directObject(), "true");
+
+        object = parse(doc, "false]", directOnly);
+        ASSERT_TRUE(object && object->asBoolean());
+        EXPECT_FALSE(object->asBoolean()->boolValue());
+        EXPECT_EQ(object->rawLength(), 5u);
+        EXPECT_EQ(object->directObject(), "false");
+
+        object = parse(doc, "null", directOnly);
+        ASSERT_TRUE(object && object->asNull());
+        EXPECT_EQ(object->rawLength(), 4u);
+        EXPECT_EQ(object->directObject(), "null");
+        EXPECT_EQ(object->document(), &doc);
+
+        // Keywords cut short, at the end of the bytes or not, give nothing at all.
+        LogCapture log;
+        for (const char* text : {"tru", "fals", "nul", "tru e", "fALSE", "nil"}) {
+            SCOPED_TRACE(text);
+            EXPECT_FALSE(parse(doc, text, directOnly));
+        }
+        EXPECT_TRUE(log.lines().empty());
+    }
+
+    // A key looked up through a null yields null again, so lookups can be chained.
+    KPPDFRef<KPPDFObjectNull> null = KPPDFObjectNull::nullObject();
+    KPPDFRef<KPPDFObject> again = null->resolvedObjectForKey("Anything");
+    ASSERT_TRUE(again && again->asNull());
+    EXPECT_TRUE(again->resolvedObjectForKey("More")->asNull());
+    EXPECT_EQ(null->longLongValue(), 0);
+    EXPECT_EQ(null->realValue(), 0.0f);
+    EXPECT_FALSE(KPPDFObjectNull::nullAtOffset(0, KPPDFData::dataWithString("nul"), nullptr));
+
+    // A boolean constructor handed other bytes logs and makes nothing.
+    LogCapture log;
+    EXPECT_FALSE(KPPDFObjectBoolean::boolAtOffset(0, KPPDFData::dataWithString("yes"), nullptr));
+    EXPECT_TRUE(log.contains("Boolean value other than true or false found"));
+    EXPECT_FALSE(KPPDFObjectBoolean::boolAtOffset(3, KPPDFData::dataWithString("yes"), nullptr));
+    EXPECT_EQ(KPPDFObjectBoolean::boolWithBool(true)->directObject(), "true");
+    EXPECT_EQ(KPPDFObjectBoolean::boolWithBool(false)->longLongValue(), 0);
+}
+
+TEST(KPPDFObjectScalars, TypeNamesAndCheckedCasts) {
+    const char* names[] = {"unknown",    "integer", "real", "string", "name",     "array",
+                           "dictionary", "boolean", "null", "stream", "reference"};
+    for (int32_t code = 0; code <= 10; code++)
+        EXPECT_STREQ(KPPDFObject::objectTypeName(code), names[code]);
+    EXPECT_STREQ(KPPDFObject::objectTypeName(-1), "unknown");
+    EXPECT_STREQ(KPPDFObject::objectTypeName(11), "unknown");
+
+    KPPDFRef<KPPDFObject> integer = KPPDFObjectInteger::integerWithLongLong(1);
+    EXPECT_STREQ(integer->objectTypeName(), "integer");
+    EXPECT_TRUE(integer->asInteger());
+    EXPECT_FALSE(integer->asReal());
+    EXPECT_FALSE(integer->asDictionary());
+    EXPECT_TRUE(integer->isNumber());
+    EXPECT_TRUE(KPPDFCast<KPPDFObjectInteger>(integer));
+    EXPECT_FALSE(KPPDFCast<KPPDFObjectReal>(integer));
+    EXPECT_FALSE(KPPDFCast<KPPDFObjectReal>(nullptr));
+    EXPECT_FALSE(KPPDFObjectName::nameWithString("x")->isNumber());
+
+    // The untyped base has no text of its own.
+    LogCapture log;
+    KPPDFObject placeholder;
+    EXPECT_EQ(placeholder.directObject(), "");
+    EXPECT_EQ(placeholder.indirectObject(), "");
+    EXPECT_TRUE(log.contains("Failed to get direct object of untyped PDF object"));
+    EXPECT_TRUE(placeholder.isDirect());
+
+    // Copies carry the value and kind, never the number.
+    auto numbered = KPPDFObjectInteger::integerWithLongLong(42);
+    numbered->setObjectNumber(9);
+    KPPDFRef<KPPDFObject> copy = numbered->copy();
+    EXPECT_EQ(copy->longLongValue(), 42);
+    EXPECT_EQ(copy->objectNumber(), 0u);
+    auto name = KPPDFObjectName::nameWithString("N");
+    name->setObjectNumber(4);
+    EXPECT_EQ(name->copy()->directObject(), "/N");
+    EXPECT_EQ(name->copy()->objectNumber(), 0u);
+}
