@@ -37,3 +37,4 @@ bool KPPDFToolShowsProgress();
 // status in context.status.
 void addInfoCommands(CLI::App& app, KPPDFToolContext& context);
 void addTextCommands(CLI::App& app, int& exitStatus);
+void addSaveCommands(CLI::App& app, KPPDFToolContext& context);

@@ -62,6 +62,7 @@ int main(int argc, char** argv) {
     KPPDFToolContext context;
     addInfoCommands(app, context);
     addTextCommands(app, context.status);
+    addSaveCommands(app, context);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {

@@ -231,6 +231,13 @@ public:
     // V 1 or 2. 0: accepted (the key is set, strings and streams decrypt themselves when read);
     // 1: refused, nothing changed.
     int32_t validatePassword(const std::string& password);
+    // New passwords for saving (RC4). An owner giving two empty passwords removes encryption;
+    // otherwise the kept encryption dictionary (or a new 40-bit one) gets new O, U and P and the
+    // document is saved encrypted.
+    void setUserPassword(const std::string& userPassword, const std::string& ownerPassword,
+                         int32_t permissions);
+    // The document is saved without encryption from now on.
+    void removeEncryption();
 
 protected:
     friend class KPPDFTrailer;

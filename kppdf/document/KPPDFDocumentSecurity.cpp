@@ -11,6 +11,7 @@
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectInteger.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/platform/KPPDFLog.h"
@@ -306,4 +307,55 @@ bool KPPDFDocument::cryptBytes(std::string& bytes, uint32_t number, uint32_t gen
         return false;
     rc4(key, bytes);
     return true;
+}
+
+void KPPDFDocument::setUserPassword(const std::string& userPassword,
+                                    const std::string& ownerPassword, int32_t permissionBits) {
+    if (isOwner_ && userPassword.empty() && ownerPassword.empty()) {
+        removeEncryption();
+        return;
+    }
+    if (!docID_ || docID_->count() == 0)
+        makeDocID();
+    int32_t revision = 2;
+    if (encryptDictionary_) {
+        long long r = 2;
+        if (integerEntry(encryptDictionary_.get(), "R", &r) && (r == 2 || r == 3))
+            revision = static_cast<int32_t>(r);
+        // A copy of its own, so the dictionary read from the file is left as it was.
+        auto copy = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
+        for (auto& [key, entry] : encryptDictionary_->value())
+            if (entry)
+                copy->setObject(entry->copy(), key);
+        encryptDictionary_ = copy;
+        encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(permissionBits), "P");
+        accessPermissions_ = static_cast<int32_t>(
+            (static_cast<uint32_t>(permissionBits) | 0xFFFFF0C0u) & 0xFFFFFFFCu);
+    } else {
+        // A new handler: RC4 with 40-bit keys; its P is the one written here, whatever was asked.
+        encryptDictionary_ = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
+        encryptDictionary_->setObject(KPPDFObjectName::nameWithString("Standard"), "Filter");
+        encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(1), "V");
+        encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(2), "R");
+        encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(40), "Length");
+        encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(-1028), "P");
+        accessPermissions_ = static_cast<int32_t>(
+            (static_cast<uint32_t>(permissionBits) & 0xFCu) | 0xC0u);
+    }
+    // O first: the key depends on it.
+    encryptDictionary_->setObject(
+        KPPDFObjectString::stringWithData(ownerValueFor(ownerPassword, userPassword, revision)), "O");
+    encryptDictionary_->setObject(KPPDFObjectString::stringWithData(std::string(32, '\0')), "U");
+    encryptKey_ = computeKeyForPassword(userPassword, revision);
+    encryptDictionary_->setObject(
+        KPPDFObjectString::stringWithData(userValueFor(userPassword, revision)), "U");
+    encryptionStatus_ = 2;
+}
+
+void KPPDFDocument::removeEncryption() {
+    encryptDictionary_.reset();
+    encryptKey_.clear();
+    encryptionStatus_ = 0;
+    isOwner_ = true;
+    accessPermissions_ = -4;
 }
