@@ -1,16 +1,22 @@
 #pragma once
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "kppdf/objects/KPPDFObject.h"
+#include "kppdf/page/KPPDFGraphicsState.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "kppdf/platform/KPPDFGeometry.h"
 #include "kppdf/platform/KPPDFRef.h"
 
 class KPPDFDocument;
+class KPPDFFont;
+class KPPDFImage;
 class KPPDFImprint;
+class KPPDFObjectStream;
+class KPPDFTextBlob;
 class KPPDFObjectArray;
 class KPPDFObjectDictionary;
 
@@ -121,6 +127,40 @@ public:
     // from a hit in the first range).
     static uint32_t streamIndex(const std::vector<KPPDFRange>& ranges, uint64_t position);
 
+    // ---- Content interpretation (KPPDFPageContent.cpp; ISO 32000-1, 8 and 9) ----
+    using FontMap = std::map<std::string, KPPDFRef<KPPDFFont>, std::less<>>;
+    // Forms drawn inside forms deeper than this are not read (nor is a form inside itself).
+    static constexpr int kMaxFormDepth = 32;
+    // Fonts by resource name, filled by setupFontInfo.
+    FontMap& pageFonts() { return pageFonts_; }
+    void setPageFonts(FontMap fonts) { pageFonts_ = std::move(fonts); }
+    // The current state while content is read; never null.
+    const KPPDFRef<KPPDFGraphicsState>& gstate() const { return gstate_; }
+    // A null state is ignored.
+    void setGstate(KPPDFRef<KPPDFGraphicsState> state);
+    // The q/Q stack; its first element is the initial state.
+    std::vector<KPPDFRef<KPPDFGraphicsState>>& gstateStack() { return gstateStack_; }
+    // Shown strings in content order until they are sorted.
+    std::vector<KPPDFRef<KPPDFTextBlob>>& textBlobs() { return textBlobs_; }
+    void setTextBlobs(std::vector<KPPDFRef<KPPDFTextBlob>> blobs) { textBlobs_ = std::move(blobs); }
+    // Image XObjects drawn by the content, in drawing order, as parseContent found them.
+    std::vector<KPPDFRef<KPPDFImage>>& images() { return images_; }
+    // Makes the fonts of a resource dictionary's Font entry (shared through the document's
+    // font list, under KPPDFPageLock) and enters them in pageFonts. Null does nothing.
+    void setupFontInfo(const KPPDFRef<KPPDFObjectDictionary>& resources);
+    // Reads the page's Contents (one stream or an array), leaving out the streams of imprints
+    // that were not flattened, with the page's inherited Resources.
+    void parseContent();
+    // Interprets the streams as one content: their decoded data in order, with the page's
+    // Resources. Text blobs and images are appended to the page's lists.
+    void parseContentStreams(const std::vector<KPPDFRef<KPPDFObjectStream>>& streams);
+    // Td: moves to the start of the next line, offset (tx, ty) from the current one.
+    void handleTd(float tx, float ty);
+    // Makes the blob of one Tj string or TJ array operand at range in stream's decoded data,
+    // shown with the current state, and advances the text matrix past it. A range outside the
+    // data or an operand that is neither is logged and makes nothing.
+    void parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFRange range);
+
     // Called by the document as it goes away: forgets it and cuts the dictionary's links.
     void disconnect();
     std::string description() const;
@@ -146,4 +186,14 @@ private:
     uint32_t cachedRotation_ = 0;
     bool cachedRotated_ = false;
     bool hasColumns_ = false;
+
+    // Content interpretation (KPPDFPageContent.cpp).
+    struct ContentContext;
+    void interpretContent(ContentContext& context);
+    void drawXObject(ContentContext& context, std::string_view name);
+    FontMap pageFonts_;
+    KPPDFRef<KPPDFGraphicsState> gstate_ = std::make_shared<KPPDFGraphicsState>();
+    std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_{gstate_};
+    std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs_;
+    std::vector<KPPDFRef<KPPDFImage>> images_;
 };
