@@ -23,9 +23,9 @@ struct FitStyle {
 
 // ISO 32000-1, table 151.
 constexpr FitStyle kFitStyles[] = {
-    {"XYZ", KPPDFDestinationFitXYZ},   {"Fit", KPPDFDestinationFitFit},
-    {"FitH", KPPDFDestinationFitFitH}, {"FitV", KPPDFDestinationFitFitV},
-    {"FitR", KPPDFDestinationFitFitR}, {"FitB", KPPDFDestinationFitFitB},
+    {"XYZ", KPPDFDestinationFitXYZ},     {"Fit", KPPDFDestinationFitFit},
+    {"FitH", KPPDFDestinationFitFitH},   {"FitV", KPPDFDestinationFitFitV},
+    {"FitR", KPPDFDestinationFitFitR},   {"FitB", KPPDFDestinationFitFitB},
     {"FitBH", KPPDFDestinationFitFitBH}, {"FitBV", KPPDFDestinationFitFitBV},
 };
 
@@ -66,8 +66,9 @@ std::string baseDirectory(const KPPDFDocument& document) {
 
 } // namespace
 
-KPPDFRef<KPPDFDestination> KPPDFDestination::destinationFromDictionary(
-    const KPPDFRef<KPPDFObjectDictionary>& dictionary, KPPDFDocument& document) {
+KPPDFRef<KPPDFDestination>
+KPPDFDestination::destinationFromDictionary(const KPPDFRef<KPPDFObjectDictionary>& dictionary,
+                                            KPPDFDocument& document) {
     auto destination = std::make_shared<KPPDFDestination>();
     if (dictionary)
         destination->initFromDictionary(*dictionary, document);
@@ -128,8 +129,7 @@ void KPPDFDestination::initRemote(KPPDFObjectDictionary& action, KPPDFDocument& 
         url_ = fileURLForPath(name, directory);
 }
 
-void KPPDFDestination::initPage(const KPPDFRef<KPPDFObject>& destination,
-                                KPPDFDocument& document) {
+void KPPDFDestination::initPage(const KPPDFRef<KPPDFObject>& destination, KPPDFDocument& document) {
     KPPDFRef<KPPDFObject> resolved = document.resolveDestination(destination);
     if (!resolved)
         return;
@@ -218,8 +218,8 @@ std::string KPPDFDestination::description() const {
     KPPDFRef<KPPDFPage> page = page_.lock();
     std::string pageText = page ? page->description() : "(null)";
     int length = std::snprintf(nullptr, 0, "page:%s  fit:%d  %.1f %.1f %.1f %.1f %.0f%%",
-                               pageText.c_str(), fit_, double(top_), double(left_),
-                               double(bottom_), double(right_), double(zoom_) * 100);
+                               pageText.c_str(), fit_, double(top_), double(left_), double(bottom_),
+                               double(right_), double(zoom_) * 100);
     if (length < 0)
         return {};
     std::string text(static_cast<size_t>(length) + 1, '\0');

@@ -43,8 +43,9 @@ public:
     // Reads the Dest entry or the A action of a link annotation or outline item dictionary.
     // Never null: what cannot be read gives type KPPDFDestinationTypeUnknown (or a page
     // destination without a page when the target is no page of document).
-    static KPPDFRef<KPPDFDestination> destinationFromDictionary(
-        const KPPDFRef<KPPDFObjectDictionary>& dictionary, KPPDFDocument& document);
+    static KPPDFRef<KPPDFDestination>
+    destinationFromDictionary(const KPPDFRef<KPPDFObjectDictionary>& dictionary,
+                              KPPDFDocument& document);
 
     int32_t type() const { return type_; }
     // The target page; null when it is none of the document's pages or no longer exists.

@@ -137,8 +137,9 @@ bool KPPDFDocument::prepPages() {
         KPPDFLog("Page tree root is a Page; taken as the only page");
         pageObjects.push_back(pagesObject_);
     } else {
-        walkPageTree(pagesObject_.get(), pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"),
-                     pagesObjects, pageObjects);
+        walkPageTree(pagesObject_.get(),
+                     pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"), pagesObjects,
+                     pageObjects);
     }
 
     size_t count = pageObjects.size();
@@ -161,7 +162,8 @@ bool KPPDFDocument::prepPages() {
     bool changed = false;
     pages_.reserve(count);
     for (size_t i = 0; i < count; i++) {
-        pages_.push_back(KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(i), pageObjects[i]));
+        pages_.push_back(
+            KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(i), pageObjects[i]));
         changed |= pages_.back()->setupImprints();
     }
     return changed;
@@ -219,7 +221,8 @@ void KPPDFDocument::processNameTree(const KPPDFRef<KPPDFObjectDictionary>& node,
             }
             KPPDFObjectList& list = kids->value();
             for (size_t i = list.size(); i-- > 0;)
-                pending.push_back({KPPDFResolve<KPPDFObjectDictionary>(list[i]), current.depth + 1});
+                pending.push_back(
+                    {KPPDFResolve<KPPDFObjectDictionary>(list[i]), current.depth + 1});
             continue;
         }
         auto names = current.node->resolvedObjectForKey<KPPDFObjectArray>("Names");
@@ -259,8 +262,7 @@ void KPPDFDocument::processOutline() {
     if (!outlines)
         return;
     outlines_ = KPPDFOutline::outlineWithTitle("", 0, KPPDFColor::blackColor(), nullptr);
-    processOutlineLevel(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"),
-                        outlines_);
+    processOutlineLevel(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"), outlines_);
 }
 
 void KPPDFDocument::processOutlineLevel(const KPPDFRef<KPPDFObjectDictionary>& first,
@@ -298,7 +300,8 @@ void KPPDFDocument::processOutlineLevel(const KPPDFRef<KPPDFObjectDictionary>& f
             title = string->stringValue();
         KPPDFRef<KPPDFObject> flags = item->resolvedObjectForKey("F");
         auto outline = KPPDFOutline::outlineWithTitle(
-            std::move(title), flags && flags->isNumber() ? static_cast<int32_t>(flags->longLongValue()) : 0,
+            std::move(title),
+            flags && flags->isNumber() ? static_cast<int32_t>(flags->longLongValue()) : 0,
             outlineColor(*item), KPPDFDestination::destinationFromDictionary(item, *this));
         chain.parent->addChild(outline);
         chain.item = item->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
@@ -349,8 +352,7 @@ void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
     if (!page)
         return;
     if (index > pages_.size()) {
-        KPPDFLog("Page index %u is past the %zu pages; the page is appended", index,
-                 pages_.size());
+        KPPDFLog("Page index %u is past the %zu pages; the page is appended", index, pages_.size());
         index = static_cast<uint32_t>(pages_.size());
     }
     pages_.insert(pages_.begin() + index, std::move(page));

@@ -54,7 +54,9 @@ KPPDFRef<KPPDFDocument> loadBuilt(TestPDFBuilder& builder, unsigned highest,
     return document;
 }
 
-std::string ref(unsigned number) { return std::to_string(number) + " 0 R"; }
+std::string ref(unsigned number) {
+    return std::to_string(number) + " 0 R";
+}
 
 std::string page(unsigned parent, const std::string& extra = "") {
     return "<< /Type /Page /Parent " + ref(parent) + " " + extra + " >>";
@@ -259,8 +261,7 @@ TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
         auto third = document->resolveDestination(KPPDFObjectName::nameWithString("third"));
         ASSERT_TRUE(third && third->asArray());
         EXPECT_EQ(third->objectNumber(), 9u);
-        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("fourth")),
-                  nullptr);
+        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("fourth")), nullptr);
         // Anything but a name or string is already a destination.
         EXPECT_EQ(document->resolveDestination(first), first);
         EXPECT_EQ(document->resolveDestination(nullptr), nullptr);
@@ -272,7 +273,8 @@ TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
         addThreePages(builder, "/Dests 8 0 R /Names << /Dests 10 0 R >>");
         builder.add(8, catalogDests);
         builder.add(10, "<< /Kids [11 0 R 12 0 R] /Names [(zzz) [3 0 R /Fit]] >>");
-        builder.add(11, "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
+        builder.add(11,
+                    "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
         builder.add(12, "<< /Kids [14 0 R 10 0 R] >>");
         builder.add(13, "<< /D [4 0 R /FitR 10 20 30 40] >>");
         builder.add(14, "<< /Names [(alpha) [5 0 R /FitB] (gamma) 15 0 R (odd)] >>");
@@ -572,7 +574,8 @@ TEST(KPPDFDocumentPageTree, EditingThePageList) {
 
 TEST(KPPDFDocumentPageTree, PageSizeAndRotationTransform) {
     auto sizeOf = [](const std::string& entries) {
-        auto page = KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
+        auto page =
+            KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
         return KPPDFDocument::pageSizeForPage(*page);
     };
     const std::string boxes = "/MediaBox [0 0 612 792] /CropBox [0 0 100 200]";
@@ -647,12 +650,14 @@ std::vector<std::string> outlineTitles(KPPDFDocument& document) {
 // The destinations of a page's link annotations, in order.
 std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document, uint32_t index) {
     std::vector<KPPDFRef<KPPDFDestination>> destinations;
-    auto annots = document.pageAtIndex(index)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
-        "Annots");
+    auto annots =
+        document.pageAtIndex(index)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
+            "Annots");
     for (size_t i = 0; annots && i < annots->count(); i++) {
         auto annotation = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(i));
         if (annotation && annotation->hasName("Subtype", "Link"))
-            destinations.push_back(KPPDFDestination::destinationFromDictionary(annotation, document));
+            destinations.push_back(
+                KPPDFDestination::destinationFromDictionary(annotation, document));
     }
     return destinations;
 }
@@ -673,9 +678,9 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesAndOutlinesAgreeWithOtherReaders) {
         uint32_t pages;
         std::vector<std::string> outline;
     };
-    const std::vector<std::string> baseOutline = {
-        "Opening a File", "Caf\xC3\xA9 note 1", "Objects and Offsets", "Caf\xC3\xA9 note 2",
-        "Encryption",     "Caf\xC3\xA9 note 3"};
+    const std::vector<std::string> baseOutline = {"Opening a File",      "Caf\xC3\xA9 note 1",
+                                                  "Objects and Offsets", "Caf\xC3\xA9 note 2",
+                                                  "Encryption",          "Caf\xC3\xA9 note 3"};
     const Expected expected[] = {
         {"bad_startxref.pdf", 2, {}},
         {"bad_xref_offsets.pdf", 2, {}},
@@ -690,10 +695,9 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesAndOutlinesAgreeWithOtherReaders) {
         {"multi_revision.pdf", 3, {}},
         {"outline.pdf",
          4,
-         {"Chapter 1", "Section 1.1", "Detail 1.1.1", "Detail 1.1.2", "Section 1.2",
-          "Detail 1.2.1", "Chapter 2", "Section 2.1", "Section 2.2", "Detail 2.2.1",
-          "Caf\xC3\xA9 et th\xC3\xA9", "R\xC3\xA9sum\xC3\xA9", "Project website",
-          "Companion file"}},
+         {"Chapter 1", "Section 1.1", "Detail 1.1.1", "Detail 1.1.2", "Section 1.2", "Detail 1.2.1",
+          "Chapter 2", "Section 2.1", "Section 2.2", "Detail 2.2.1", "Caf\xC3\xA9 et th\xC3\xA9",
+          "R\xC3\xA9sum\xC3\xA9", "Project website", "Companion file"}},
         {"pagetree_count.pdf", 3, {}},
         {"pagetree_cycle.pdf", 3, {}},
         {"pagetree_deep.pdf", 7, {}},
@@ -885,10 +889,10 @@ TEST(KPPDFDocumentPageTreeFixtures, SampleDocument) {
 
     EXPECT_EQ(outlineTitles(*document),
               (std::vector<std::string>{"Notes on Paper and Type", "How to read this sample",
-                                        "A note about links", "Margins and Measure",
-                                        "Left column", "Right column", "Table of Paper Sizes",
-                                        "The ISO Series", "Why the square root of two",
-                                        "Halving and doubling", "Trimming and Bleed"}));
+                                        "A note about links", "Margins and Measure", "Left column",
+                                        "Right column", "Table of Paper Sizes", "The ISO Series",
+                                        "Why the square root of two", "Halving and doubling",
+                                        "Trimming and Bleed"}));
     auto iso = document->outlines()->children()[3];
     EXPECT_EQ(pageIndex(*document, iso->destination()->page()), 3);
     auto halving = iso->children()[0]->children()[0]->destination();
