@@ -1,5 +1,7 @@
 #include "kppdf/objects/KPPDFObjectNumbers.h"
 
+#include <algorithm>
+#include <cfloat>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -48,6 +50,10 @@ float KPPDFObjectStrToFloat(const char* text, const char** end, const char* limi
     double result = std::strtod(buffer, &stop);
     if (end)
         *end = text + (stop - buffer);
+    // "1e39" does not fit a float; the nearest one that does stands in.
+    if (!(result == result))
+        return 0.0f;
+    result = std::clamp(result, -static_cast<double>(FLT_MAX), static_cast<double>(FLT_MAX));
     return static_cast<float>(result);
 }
 
