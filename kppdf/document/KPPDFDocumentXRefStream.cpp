@@ -67,8 +67,10 @@ bool KPPDFTrailer::readStream(uint64_t offset) {
         return false;
     }
     offset_ = offset;
+    // Parsed at once, so that its extent is the dictionary's own and not a search for the end
+    // of the object through the rest of the file.
     auto stream = KPPDFCast<KPPDFObjectStream>(
-        KPPDFDocument::parseObject(document_, header.position, data, false, false));
+        KPPDFDocument::parseObject(document_, header.position, data, false, true));
     KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
     if (!dictionary || !dictionary->hasName("Type", "XRef")) {
         KPPDFLog("Object %u at offset %llu is not a cross-reference stream", header.number,

@@ -73,7 +73,8 @@ KPPDFRef<KPPDFTrailer> KPPDFTrailer::trailerWithOffset(uint64_t offset, KPPDFDoc
         return trailer->readScan() ? trailer : nullptr;
     }
     auto readSection = [&](uint64_t at) -> KPPDFRef<KPPDFTrailer> {
-        uint64_t start = KPPDFXRefSyntax::skipBlanks(data, at);
+        uint64_t start =
+            KPPDFXRefSyntax::skipBlanks(data, at, at + KPPDFXRefSyntax::kMaxLeadingBlanks);
         bool table = KPPDFXRefSyntax::hasKeyword(data, start, "xref");
         auto trailer = std::make_shared<KPPDFTrailer>(document, table ? kKindTable : kKindStream);
         bool ok = table ? trailer->readTable(start) : trailer->readStream(start);
@@ -88,7 +89,9 @@ KPPDFRef<KPPDFTrailer> KPPDFTrailer::trailerWithOffset(uint64_t offset, KPPDFDoc
         uint64_t prev = 0;
         if (!rawOffset(*current->trailerDictionary_, "Prev", &prev))
             break;
-        if (visited.count(prev) || visited.count(KPPDFXRefSyntax::skipBlanks(data, prev))) {
+        if (visited.count(prev) ||
+            visited.count(KPPDFXRefSyntax::skipBlanks(data, prev,
+                                                      prev + KPPDFXRefSyntax::kMaxLeadingBlanks))) {
             KPPDFLog("Cross-reference chain comes back to offset %llu; older sections ignored",
                      static_cast<unsigned long long>(prev));
             break;
@@ -173,7 +176,8 @@ bool KPPDFTrailer::readTable(uint64_t offset) {
     uint64_t hybrid = 0;
     if (rawOffset(*trailerDictionary_, "XRefStm", &hybrid)) {
         auto section = std::make_shared<KPPDFTrailer>(document_, kKindStream);
-        if (!section->readStream(KPPDFXRefSyntax::skipBlanks(data, hybrid))) {
+        if (!section->readStream(KPPDFXRefSyntax::skipBlanks(
+                data, hybrid, hybrid + KPPDFXRefSyntax::kMaxLeadingBlanks))) {
             KPPDFLog("No cross-reference stream at offset %llu (XRefStm)",
                      static_cast<unsigned long long>(hybrid));
             return false;
@@ -181,6 +185,22 @@ bool KPPDFTrailer::readTable(uint64_t offset) {
         hybridSection_ = std::move(section);
     }
     return true;
+}
+
+uint32_t KPPDFTrailer::numberLimit() const {
+    uint64_t limit = uint64_t(kObjectNumbersPerByte) * document_->docData().length();
+    limit = std::max<uint64_t>(limit, kMinObjectNumberLimit);
+    return static_cast<uint32_t>(std::min<uint64_t>(limit, KPPDFDocument::kMaxObjectNumber));
+}
+
+bool KPPDFTrailer::acceptsNumber(uint32_t number) {
+    if (number <= numberLimit())
+        return true;
+    if (!loggedNumberLimit_)
+        KPPDFLog("Object number %u is more than a file of %zu bytes can hold; ignored", number,
+                 document_->docData().length());
+    loggedNumberLimit_ = true;
+    return false;
 }
 
 uint32_t KPPDFTrailer::declaredObjectLimit() const {
@@ -194,7 +214,7 @@ uint32_t KPPDFTrailer::declaredObjectLimit() const {
     }
     if (hybridSection_)
         limit = std::max<uint64_t>(limit, hybridSection_->declaredObjectLimit());
-    return static_cast<uint32_t>(std::min<uint64_t>(limit, KPPDFDocument::kMaxObjectNumber + 1ull));
+    return static_cast<uint32_t>(std::min<uint64_t>(limit, numberLimit() + 1ull));
 }
 
 bool KPPDFTrailer::setupObjects() {
@@ -218,7 +238,7 @@ bool KPPDFTrailer::enterObjectAtOffset(uint32_t number, uint32_t generation, uin
                  static_cast<unsigned long long>(offset));
         return false;
     }
-    if (number == 0 || number > KPPDFDocument::kMaxObjectNumber)
+    if (number == 0 || !acceptsNumber(number))
         return true;
     document_->setObject(KPPDFObjectReference::referenceWithObjectNumber(
                              number, generation, document_, static_cast<uint32_t>(header.position)),
@@ -231,7 +251,7 @@ bool KPPDFTrailer::enterObjectAtOffset(uint32_t number, uint32_t generation, uin
 
 void KPPDFTrailer::enterCompressedObject(uint32_t number, uint32_t stream, uint32_t index) {
     if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || stream == 0 ||
-        stream > KPPDFDocument::kMaxObjectNumber || stream == number)
+        stream > KPPDFDocument::kMaxObjectNumber || stream == number || !acceptsNumber(number))
         return;
     if (!document_->compressedObjects_)
         document_->compressedObjects_ = std::make_shared<KPPDFCompressedObjects>();
@@ -283,7 +303,7 @@ bool KPPDFTrailer::readScan() {
             break;
         from = keyword + 3;
         if (KPPDFXRefSyntax::readObjectHeaderBefore(data, keyword, &header) && header.number != 0 &&
-            header.number <= KPPDFDocument::kMaxObjectNumber && header.position <= UINT32_MAX)
+            acceptsNumber(header.number) && header.position <= UINT32_MAX)
             hits_.push_back({header.number, header.generation, header.start, header.position});
     }
     // What each body looks like decides which few objects are parsed while scanning.

@@ -29,6 +29,11 @@ public:
     // Bytes after an object header searched for the names that mark object streams,
     // cross-reference streams and catalogs in scan mode.
     static constexpr uint64_t kScanTypeWindow = 4096;
+    // The object table is indexed by number, so numbers are bounded by what the file could
+    // hold: the larger of this and kObjectNumbersPerByte for every byte of it. Entries above
+    // are ignored with one log line per section.
+    static constexpr uint32_t kMinObjectNumberLimit = 1u << 16;
+    static constexpr uint32_t kObjectNumbersPerByte = 2;
 
     KPPDFTrailer(KPPDFDocument* document, Kind kind);
     ~KPPDFTrailer();
@@ -98,6 +103,10 @@ private:
     // is not there.
     bool enterObjectAtOffset(uint32_t number, uint32_t generation, uint64_t offset);
     void enterCompressedObject(uint32_t number, uint32_t stream, uint32_t index);
+    // The highest object number this document's bytes can hold.
+    uint32_t numberLimit() const;
+    // False (and one log line per section) for a number above numberLimit().
+    bool acceptsNumber(uint32_t number);
     // The object of a scan hit, parsed from the file cut at the next header (so that a damaged
     // object cannot make the scan read the rest of the file again).
     KPPDFRef<KPPDFObjectDictionary> scannedDictionary(size_t hit, KPPDFRef<KPPDFObjectStream>* stream);
@@ -116,6 +125,7 @@ private:
     KPPDFTrailer* next_ = nullptr; // not owned
     KPPDFRef<KPPDFTrailer> hybridSection_;
     uint32_t maxObjectNumber_ = 0;
+    bool loggedNumberLimit_ = false;
 
     // Cross-reference streams: the decoded entries and the three field widths ("W").
     KPPDFData entryData_;

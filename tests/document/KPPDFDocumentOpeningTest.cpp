@@ -331,6 +331,15 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
     EXPECT_TRUE(untrailed->pagesObject()->hasName("Type", "Pages"));
     EXPECT_EQ(untrailed->objectCount(), 3u);
 
+    // The table is indexed by number: a small file cannot make it huge with a big number.
+    log.clear();
+    std::string big = replaceOnce(pdf, "2 0 obj", "7000000 0 obj\n(far)\nendobj\n2 0 obj");
+    auto bounded = openBytes(big, &result);
+    ASSERT_NE(bounded, nullptr);
+    EXPECT_TRUE(log.contains("Object number 7000000 is more than a file of"));
+    EXPECT_LE(bounded->tableSize(), KPPDFTrailer::kMinObjectNumberLimit + 1);
+    EXPECT_TRUE(bounded->pagesObject()->hasName("Type", "Pages"));
+
     // Without startxref and %%EOF, or without any catalog, it is not a PDF.
     for (std::string broken : {pdf.substr(0, pdf.rfind("startxref")),
                                pdf.substr(0, pdf.rfind("%%EOF")),

@@ -1,5 +1,6 @@
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "kppdf/objects/KPPDFCharLookup.h"
@@ -28,9 +29,9 @@ bool readHeaderNumber(const KPPDFData& data, uint64_t from, uint64_t to, uint32_
 }
 } // namespace
 
-uint64_t KPPDFXRefSyntax::skipBlanks(const KPPDFData& data, uint64_t offset) {
+uint64_t KPPDFXRefSyntax::skipBlanks(const KPPDFData& data, uint64_t offset, uint64_t limit) {
     const uint8_t* bytes = data.bytes();
-    uint64_t length = data.length();
+    uint64_t length = std::min<uint64_t>(data.length(), limit);
     while (offset < length) {
         if (KPPDFIsWhitespace(bytes[offset])) {
             offset++;
@@ -94,7 +95,7 @@ bool KPPDFXRefSyntax::readObjectHeader(const KPPDFData& data, uint64_t offset,
 bool KPPDFXRefSyntax::findObjectHeader(const KPPDFData& data, uint64_t offset, uint32_t number,
                                        ObjectHeader* header) {
     ObjectHeader found;
-    uint64_t start = skipBlanks(data, offset);
+    uint64_t start = skipBlanks(data, offset, offset + kMaxLeadingBlanks);
     if (readObjectHeader(data, start, &found) && found.number == number) {
         *header = found;
         return true;

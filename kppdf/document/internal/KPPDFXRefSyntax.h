@@ -19,15 +19,20 @@ public:
         uint64_t position = 0; // first byte after "obj" and the whitespace that follows it
     };
 
+    static constexpr uint64_t npos = UINT64_MAX;
+
     // Cross-reference entries may miss their object's header by this many bytes either way.
     static constexpr uint64_t kHeaderSlack = 4;
     // Digits read for an object or generation number in a header; longer runs are not headers.
     static constexpr int kMaxHeaderDigits = 10;
 
-    static constexpr uint64_t npos = UINT64_MAX;
+    // Blanks skipped before a cross-reference section or an entry's object header; a longer
+    // run means the offset is wrong (and bounds the work a lying offset can cause).
+    static constexpr uint64_t kMaxLeadingBlanks = 256;
 
-    // The first offset at or after offset that is neither whitespace nor inside a comment.
-    static uint64_t skipBlanks(const KPPDFData& data, uint64_t offset);
+    // The first offset at or after offset that is neither whitespace nor inside a comment,
+    // looking no further than limit (which is then returned).
+    static uint64_t skipBlanks(const KPPDFData& data, uint64_t offset, uint64_t limit = npos);
     // The first offset at or after offset that is not whitespace.
     static uint64_t skipWhitespace(const KPPDFData& data, uint64_t offset);
     static bool hasKeyword(const KPPDFData& data, uint64_t offset, std::string_view keyword);
