@@ -14,13 +14,6 @@ namespace {
 
 const std::string kAccuracy = std::string(KPPDF_TEST_DATA) + "/text/accuracy/";
 
-// The document with its page list read, where opening has not read it.
-KPPDFRef<KPPDFDocument> withPages(KPPDFRef<KPPDFDocument> document) {
-    if (document && document->pageCount() == 0)
-        document->prepPages();
-    return document;
-}
-
 // Pages of text in a font whose characters are all 5 wide at size 10 (ascent 8, descent 2);
 // each string of a page is one line, from y 700 down in steps of 20, starting at x 100.
 KPPDFRef<KPPDFDocument> documentWithPages(const std::vector<std::vector<std::string>>& pages) {
@@ -51,7 +44,7 @@ KPPDFRef<KPPDFDocument> documentWithPages(const std::vector<std::vector<std::str
               widths + "] /Encoding /WinAnsiEncoding /FontDescriptor 4 0 R >>");
     b.add(4, "<< /Type /FontDescriptor /FontName /Boxy /Flags 32 /Ascent 800 /Descent -200 >>");
     int32_t result = -1;
-    return withPages(KPPDFDocument::documentWithData(b.buildData("/Root 1 0 R"), &result));
+    return KPPDFDocument::documentWithData(b.buildData("/Root 1 0 R"), &result);
 }
 
 // The page string's characters at a UTF-16 range, as UTF-8.
@@ -128,8 +121,7 @@ TEST(KPPDFSearchTest, WhiteSpaceRunsMatchAcrossLines) {
 
 TEST(KPPDFSearchTest, UnicodeCaseAndUTF16Positions) {
     int32_t result = -1;
-    auto document =
-        withPages(KPPDFDocument::documentWithContentsOfFile(kAccuracy + "truetype.pdf", &result));
+    auto document = KPPDFDocument::documentWithContentsOfFile(kAccuracy + "truetype.pdf", &result);
     ASSERT_NE(document, nullptr);
     struct Case {
         const char* query;
@@ -167,8 +159,7 @@ TEST(KPPDFSearchTest, UnicodeCaseAndUTF16Positions) {
 TEST(KPPDFSearchTest, CountsAgreeWithPdftotext) {
     // Phrases counted in pdftotext's text of the same file, its line breaks read as spaces.
     int32_t result = -1;
-    auto document =
-        withPages(KPPDFDocument::documentWithContentsOfFile(kAccuracy + "standard.pdf", &result));
+    auto document = KPPDFDocument::documentWithContentsOfFile(kAccuracy + "standard.pdf", &result);
     ASSERT_NE(document, nullptr);
     std::ifstream file(kAccuracy + "standard.txt", std::ios::binary);
     std::stringstream content;

@@ -14,13 +14,6 @@ namespace {
 
 // "Boxy": every character 500 units wide (5.0 at size 10, exact in binary), ascent 800 and
 // descent -200, so that positions in the tests are exact.
-// The document with its page list read, where opening has not read it.
-KPPDFRef<KPPDFDocument> withPages(KPPDFRef<KPPDFDocument> document) {
-    if (document && document->pageCount() == 0)
-        document->prepPages();
-    return document;
-}
-
 std::string boxyFont() {
     std::string widths;
     for (int i = 32; i <= 255; i++)
@@ -56,7 +49,7 @@ KPPDFRef<KPPDFDocument> documentWithContent(const std::string& content) {
     int32_t result = -1;
     auto document = KPPDFDocument::documentWithData(b.buildData("/Root 1 0 R"), &result);
     EXPECT_EQ(result, KPPDFDocumentOpened);
-    return withPages(document);
+    return document;
 }
 
 // One BT..ET that shows text with /F1 at size 10 at (x, y).
@@ -337,8 +330,7 @@ TEST(KPPDFPageTextTest, TwoColumnFileReadsInColumnOrder) {
     // column order; the lines of both columns share their baselines.
     const std::string dir = std::string(KPPDF_TEST_DATA) + "/text/accuracy/";
     int32_t result = -1;
-    auto document =
-        withPages(KPPDFDocument::documentWithContentsOfFile(dir + "twocolumn.pdf", &result));
+    auto document = KPPDFDocument::documentWithContentsOfFile(dir + "twocolumn.pdf", &result);
     ASSERT_NE(document, nullptr);
     auto page = document->pageAtIndex(0);
     page->prepareForSelection();

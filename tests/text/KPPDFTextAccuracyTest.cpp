@@ -83,8 +83,6 @@ std::string ourText(const std::string& name) {
     auto document = KPPDFDocument::documentWithContentsOfFile(kDir + name + ".pdf", &result);
     if (!document)
         return {};
-    if (document->pageCount() == 0)
-        document->prepPages(); // the page list, where opening has not read it
     std::string text;
     for (uint32_t i = 0; i < document->pageCount(); i++) {
         auto page = document->pageAtIndex(i);
