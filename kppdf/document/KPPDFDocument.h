@@ -177,6 +177,16 @@ public:
     // Runs RC4 over bytes in place with the key of one object. False without a key.
     bool cryptBytes(std::string& bytes, uint32_t number, uint32_t generation) const;
 
+    // ---- Text search (KPPDFDocumentSearch.cpp) ----
+    // Every occurrence of text (UTF-8) on the page at pageIndex, in page-string order, not
+    // overlapping. A run of white space in text matches any run of white space, the line break
+    // between two lines included. options: KPPDFSearch... flags. The page is prepared for
+    // selection first, so positions stay valid. Empty for empty text or a page out of range.
+    std::vector<KPPDFSearchResult> findStringOnPage(std::string_view text, uint32_t pageIndex,
+                                                    uint32_t options = 0);
+    // The same on every page, page after page.
+    std::vector<KPPDFSearchResult> findString(std::string_view text, uint32_t options = 0);
+
     // ---- Fonts shared by the pages (KPPDFDocumentFonts.cpp) ----
     // Adds a font to the document's list (null is ignored); the list keeps it.
     void addFont(const KPPDFRef<KPPDFFont>& font);

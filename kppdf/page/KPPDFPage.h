@@ -17,6 +17,7 @@ class KPPDFImage;
 class KPPDFImprint;
 class KPPDFObjectStream;
 class KPPDFTextBlob;
+class KPPDFBaseline;
 class KPPDFObjectArray;
 class KPPDFObjectDictionary;
 
@@ -161,6 +162,49 @@ public:
     // data or an operand that is neither is logged and makes nothing.
     void parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFRange range);
 
+    // ---- Text lines, search and selection (KPPDFPageText.cpp) ----
+    // Positions taken and returned by the operations of this section count UTF-16 code units
+    // of the page string, as text views do; the ranges that blobs and baselines keep count its
+    // UTF-8 bytes, and the conversions below go between the two.
+    using BaselineList = std::vector<KPPDFRef<KPPDFBaseline>>;
+    // The character lookups' result for a point that lies on no line.
+    static constexpr int32_t kCharPositionNotFound = 2147483647;
+    // Gaps between the blobs of a line at least this wide split it while preparing selection.
+    static constexpr float kSplitGapWidth = 8.0f;
+    // More distinct left edges than this (to a tenth of a unit) mean the lines are no columns.
+    static constexpr size_t kMaxColumnGroups = 5;
+    // Once: fonts and content are read, the blobs sorted into lines, the page string built.
+    void prepareForSearch();
+    // Once, after prepareForSearch: per-character widths, lines split at wide gaps and put in
+    // column order, the page string rebuilt in that order.
+    void prepareForSelection();
+    // The lines in reading order; empty until prepared.
+    const BaselineList& baselines() const { return baselines_; }
+    void setBaselines(BaselineList baselines) { baselines_ = std::move(baselines); }
+    // The union of the lines' bounds, from the zero rectangle.
+    static KPPDFRect boundsForBaselines(const BaselineList& baselines);
+    // The union of each line's bounds clipped to within.
+    static KPPDFRect boundsForBaselines(const BaselineList& baselines, KPPDFRect within);
+    // The position under point on the first line whose bounds hold it, that line in *baseline
+    // (may be null); kCharPositionNotFound, *baseline untouched, when no line holds it, -1 when
+    // the point is left of the line's text. Call a prepare operation first.
+    int32_t charPositionForPoint(KPPDFPoint point, KPPDFRef<KPPDFBaseline>* baseline);
+    // The position nearest to point: at or below the last line's top and right of its start,
+    // the end of the page string; else on the nearest line, its first position left of it, its
+    // newline right of or below it. 0 without lines.
+    int32_t closestCharPositionForPoint(KPPDFPoint point);
+    // The lines from the one holding from to the one holding to; empty (no result) when both
+    // are below 1, when either lies on no line or when from lies after to.
+    BaselineList baselinesFromCharPosition(int32_t from, int32_t to);
+    // UTF-16 positions of the page string to its bytes and back; positions past the end give
+    // the end. A byte inside a character counts as that character.
+    KPPDFRange byteRangeForCharRange(KPPDFRange characters) const;
+    KPPDFRange charRangeForByteRange(KPPDFRange bytes) const;
+    // One rectangle per line for the characters of range (UTF-16 positions), in reading order:
+    // what a selection or a search hit covers. Positions refer to the page string as it is now,
+    // so prepare for selection before taking them (preparing may rebuild the string).
+    std::vector<KPPDFRect> rectsForCharRange(KPPDFRange characters);
+
     // Called by the document as it goes away: forgets it and cuts the dictionary's links.
     void disconnect();
     std::string description() const;
@@ -196,4 +240,7 @@ private:
     std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_{gstate_};
     std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs_;
     std::vector<KPPDFRef<KPPDFImage>> images_;
+
+    // Text lines (KPPDFPageText.cpp).
+    BaselineList baselines_;
 };
