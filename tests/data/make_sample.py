@@ -21,6 +21,7 @@ Document information: Title, Author, Subject.
 """
 import sys
 
+from reportlab import rl_config
 from reportlab.lib.pagesizes import A4, letter
 from reportlab.lib.utils import simpleSplit
 from reportlab.pdfbase.pdfdoc import (PDFArray, PDFDictionary, PDFName,
@@ -210,6 +211,8 @@ def add_named_destinations(c, named):
 
 
 def main():
+    # Compressed pages are plain Flate streams (reportlab would add an ASCII85 layer).
+    rl_config.useA85 = 0
     c = canvas.Canvas(OUT, pagesize=letter, invariant=1, pageCompression=0)
     c.setTitle(TITLE)
     c.setAuthor("Mara Lindqvist")
