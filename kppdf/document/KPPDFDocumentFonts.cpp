@@ -10,8 +10,8 @@ void KPPDFDocument::addFont(const KPPDFRef<KPPDFFont>& font) {
         docFonts_.push_back(font);
 }
 
-KPPDFRef<KPPDFFont> KPPDFDocument::lookupFont(
-    const KPPDFRef<KPPDFObjectDictionary>& fontDictionary) const {
+KPPDFRef<KPPDFFont>
+KPPDFDocument::lookupFont(const KPPDFRef<KPPDFObjectDictionary>& fontDictionary) const {
     if (!fontDictionary)
         return nullptr;
     for (const KPPDFRef<KPPDFFont>& font : docFonts_) {

@@ -17,6 +17,9 @@ namespace {
 
 // Four hex digits: one UTF-16 code unit, or a two-byte code.
 constexpr size_t kUnitDigits = 4;
+// Names of registry CMaps found missing that are remembered; files name them as they like, so
+// beyond this many they are looked for again rather than kept forever.
+constexpr size_t kMaxMissingCMapNames = 256;
 
 bool isHexDigit(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
@@ -93,8 +96,7 @@ bool readHexToken(std::string_view line, size_t* pos, bool skipToOpen, const cha
 bool readSourceCode(std::string_view line, size_t* pos, bool skipToOpen, uint16_t* code) {
     const char* digits;
     size_t count;
-    if (!readHexToken(line, pos, skipToOpen, &digits, &count) || count == 0 ||
-        count > kUnitDigits)
+    if (!readHexToken(line, pos, skipToOpen, &digits, &count) || count == 0 || count > kUnitDigits)
         return false;
     *code = count == kUnitDigits ? KPPDFCMap::getTwoByteHexChar(digits) : hexValue(digits, count);
     return true;
@@ -120,6 +122,7 @@ uint32_t blockCount(std::string_view line) {
 struct RegistryCache {
     std::mutex mutex;
     std::unordered_map<std::string, KPPDFRef<const KPPDFCMap>> maps;
+    size_t missing = 0;
 };
 
 RegistryCache& registryCache() {
@@ -164,24 +167,32 @@ KPPDFRef<KPPDFCMap> KPPDFCMap::cmapWithCIDSystemInfo(const KPPDFRef<KPPDFObjectD
 KPPDFRef<KPPDFCMap> KPPDFCMap::cmapWithName(const std::string& name) {
     RegistryCache& cache = registryCache();
     std::lock_guard<std::mutex> lock(cache.mutex);
+    KPPDFRef<const KPPDFCMap> cached;
     auto found = cache.maps.find(name);
-    if (found == cache.maps.end()) {
+    if (found != cache.maps.end()) {
+        cached = found->second;
+    } else {
         auto parsed = std::make_shared<KPPDFCMap>();
         std::string path = KPPDFResources::pathForCMap(name);
         KPPDFData text = path.empty() ? KPPDFData() : KPPDFData::dataWithContentsOfFile(path);
-        if (text.isNull())
+        bool missing = text.isNull();
+        if (missing)
             KPPDFLog("CMap %s not found", name.c_str());
         else
             parsed->processCMapString(text.view());
-        // A missing file is cached too, so that it is looked for once.
-        found = cache.maps.emplace(name, std::move(parsed)).first;
+        // Missing names are remembered too (fonts of one file tend to repeat them), up to a cap.
+        if (!missing || cache.missing < kMaxMissingCMapNames) {
+            cache.maps.emplace(name, parsed);
+            cache.missing += missing;
+        }
+        cached = std::move(parsed);
     }
     // A copy, so that callers may add to their map without touching the cache.
     auto cmap = std::make_shared<KPPDFCMap>();
-    cmap->bfChars_ = found->second->bfChars_;
-    cmap->bfRanges_ = found->second->bfRanges_;
-    cmap->sortedRanges_ = found->second->sortedRanges_;
-    cmap->rangesDisjoint_ = found->second->rangesDisjoint_;
+    cmap->bfChars_ = cached->bfChars_;
+    cmap->bfRanges_ = cached->bfRanges_;
+    cmap->sortedRanges_ = cached->sortedRanges_;
+    cmap->rangesDisjoint_ = cached->rangesDisjoint_;
     return cmap;
 }
 
@@ -262,8 +273,9 @@ bool KPPDFCMap::unicodeForCode(uint32_t code, uint16_t* unit) const {
     const BFRange* match = nullptr;
     if (rangesDisjoint_) {
         // Disjoint ranges hold at most one match, so a search finds the first one.
-        auto next = std::upper_bound(sortedRanges_.begin(), sortedRanges_.end(), code,
-                                     [](uint32_t c, const BFRange& range) { return c < range.low; });
+        auto next =
+            std::upper_bound(sortedRanges_.begin(), sortedRanges_.end(), code,
+                             [](uint32_t c, const BFRange& range) { return c < range.low; });
         if (next != sortedRanges_.begin()) {
             const BFRange& range = *(next - 1);
             if (code - range.low < range.length)

@@ -29,8 +29,9 @@ public:
     static KPPDFRef<KPPDFCMap> cmapWithStream(const KPPDFRef<KPPDFObjectStream>& stream);
     // A stream object, or a reference to one; an empty map for anything else.
     static KPPDFRef<KPPDFCMap> cmapWithStreamObject(const KPPDFRef<KPPDFObject>& stream);
-    // The registry CMap "<Registry>-<Ordering>-UCS2" for a CIDSystemInfo dictionary, its text
-    // read once per process and cached; never null (empty when the file is missing).
+    // The registry CMap "<Registry>-<Ordering>-UCS2" for a CIDSystemInfo dictionary, read once
+    // per process and cached (a fresh copy each call); never null (empty when the file is
+    // missing).
     static KPPDFRef<KPPDFCMap> cmapWithCIDSystemInfo(const KPPDFRef<KPPDFObjectDictionary>& info);
     // The same by CMap name ("Adobe-Japan1-UCS2"); empty when the file is missing.
     static KPPDFRef<KPPDFCMap> cmapWithName(const std::string& name);
@@ -67,8 +68,8 @@ private:
     // earlier one) and indexes the ranges.
     void sortEntries();
 
-    std::vector<BFChar> bfChars_;   // sorted by code, one entry per code
-    std::vector<BFRange> bfRanges_; // in the order read: the first match wins
+    std::vector<BFChar> bfChars_;       // sorted by code, one entry per code
+    std::vector<BFRange> bfRanges_;     // in the order read: the first match wins
     std::vector<BFRange> sortedRanges_; // by low code, searched when they do not overlap
     bool rangesDisjoint_ = true;
 };

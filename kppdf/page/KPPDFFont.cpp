@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <limits>
 #include <mutex>
 
@@ -14,7 +15,6 @@
 #include "kppdf/page/internal/KPPDFFontTables.h"
 #include "kppdf/page/internal/KPPDFFontTablesData.h"
 #include "kppdf/platform/KPPDFLog.h"
-#include "kppdf/platform/KPPDFTextEncoding.h"
 
 using namespace kppdf_tables;
 
@@ -52,6 +52,26 @@ bool unitForGlyphName(std::string_view name, uint16_t* unit) {
     return true;
 }
 
+constexpr char32_t kReplacementCharacter = 0xFFFD;
+
+void appendUTF8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
 std::string lowercase(std::string_view text) {
     std::string out(text);
     for (char& c : out)
@@ -63,6 +83,24 @@ bool numberValue(const KPPDFRef<KPPDFObject>& object, float* value) {
     if (!object || !object->isNumber())
         return false;
     *value = object->realValue();
+    return true;
+}
+
+// A number as an integer, truncated; reals beyond the 64-bit range are clamped (a file may say
+// 1e30 where an integer belongs), NaN and non-numbers give false.
+bool integerValue(const KPPDFRef<KPPDFObject>& object, long long* value) {
+    if (!object || !object->isNumber())
+        return false;
+    if (object->objectType() == KPPDFObjectTypeInteger) {
+        *value = object->longLongValue();
+        return true;
+    }
+    double real = object->realValue();
+    if (std::isnan(real))
+        return false;
+    // 2^62: exactly representable, and far beyond any code a font can have.
+    constexpr double kLimit = 4611686018427387904.0;
+    *value = static_cast<long long>(std::clamp(real, -kLimit, kLimit));
     return true;
 }
 
@@ -143,7 +181,8 @@ bool KPPDFFont::initWithFontDictionary(const KPPDFRef<KPPDFObject>& fontDictiona
                  fontDictionary ? fontDictionary->description().c_str() : "(null)");
         return false;
     }
-    fontDescriptor_ = fontDictionary_->resolvedObjectForKey<KPPDFObjectDictionary>("FontDescriptor");
+    fontDescriptor_ =
+        fontDictionary_->resolvedObjectForKey<KPPDFObjectDictionary>("FontDescriptor");
 
     std::string subtype = nameValue(fontDictionary_->resolvedObjectForKey("Subtype"));
     if (subtype == "Type0")
@@ -236,10 +275,8 @@ void KPPDFFont::applyDifferences(KPPDFObjectArray& differences) {
         KPPDFRef<KPPDFObject> entry = KPPDFObject::resolve(element);
         if (!entry)
             continue;
-        if (entry->isNumber()) {
-            code = entry->longLongValue();
+        if (integerValue(entry, &code))
             continue;
-        }
         auto name = KPPDFCast<KPPDFObjectName>(entry);
         if (!name)
             continue;
@@ -273,12 +310,13 @@ float KPPDFFont::standardWidth(uint32_t unicode) const {
 
 void KPPDFFont::setupWidths() {
     fontForWidths_ = normalizedStandardFont(fontName_);
-    KPPDFRef<KPPDFObject> firstEntry = fontDictionary_->resolvedObjectForKey("FirstChar");
-    bool hasWidths = firstEntry && firstEntry->isNumber();
+    long long first = 0;
+    bool hasWidths = integerValue(fontDictionary_->resolvedObjectForKey("FirstChar"), &first);
     if (hasWidths) {
-        firstChar_ = codeValue(firstEntry->longLongValue());
-        KPPDFRef<KPPDFObject> lastEntry = fontDictionary_->resolvedObjectForKey("LastChar");
-        lastChar_ = lastEntry ? codeValue(lastEntry->longLongValue()) : 0;
+        long long last = 0;
+        integerValue(fontDictionary_->resolvedObjectForKey("LastChar"), &last);
+        firstChar_ = codeValue(first);
+        lastChar_ = codeValue(last);
         uint64_t count = lastChar_ >= firstChar_ ? uint64_t(lastChar_) - firstChar_ + 1 : 0;
         if (lastChar_ < firstChar_)
             KPPDFLog("Font %s: LastChar %u before FirstChar %u", fontName_.c_str(), lastChar_,
@@ -345,11 +383,11 @@ void KPPDFFont::setupCIDWidths() {
     KPPDFObjectList& elements = w_->value();
     size_t i = 0;
     while (i + 1 < elements.size()) {
-        KPPDFRef<KPPDFObject> first = KPPDFObject::resolve(elements[i]);
+        long long first;
         KPPDFRef<KPPDFObject> next = KPPDFObject::resolve(elements[i + 1]);
-        if (!first || !first->isNumber() || !next)
+        if (!integerValue(KPPDFObject::resolve(elements[i]), &first) || !next)
             break;
-        WidthRun run{first->longLongValue(), 0, 0, 0, false};
+        WidthRun run{first, 0, 0, 0, false};
         if (auto list = KPPDFCast<KPPDFObjectArray>(next)) {
             run.isList = true;
             run.listStart = static_cast<uint32_t>(listWidths_.size());
@@ -365,10 +403,11 @@ void KPPDFFont::setupCIDWidths() {
             i += 2;
         } else {
             float width;
-            if (!next->isNumber() || i + 2 >= elements.size() ||
+            long long last;
+            if (!integerValue(next, &last) || i + 2 >= elements.size() ||
                 !numberValue(KPPDFObject::resolve(elements[i + 2]), &width))
                 break;
-            run.last = next->longLongValue();
+            run.last = last;
             run.width = width / kGlyphSpaceUnits;
             i += 3;
         }
@@ -394,8 +433,8 @@ void KPPDFFont::setupCMap() {
     if (auto info = descendant->resolvedObjectForKey<KPPDFObjectDictionary>("CIDSystemInfo"))
         cmap_ = KPPDFCMap::cmapWithCIDSystemInfo(info);
     // Only here, without a ToUnicode map, does the descendant's WMode count.
-    KPPDFRef<KPPDFObject> mode = descendant->resolvedObjectForKey("WMode");
-    if (mode && mode->isNumber() && mode->longLongValue() == 1)
+    long long mode = 0;
+    if (integerValue(descendant->resolvedObjectForKey("WMode"), &mode) && mode == 1)
         isVerticalMode_ = true;
 }
 
@@ -403,8 +442,9 @@ float KPPDFFont::cidWidth(uint32_t code) const {
     int64_t c = code;
     const WidthRun* match = nullptr;
     if (widthRunsSorted_) {
-        auto next = std::upper_bound(widthRuns_.begin(), widthRuns_.end(), c,
-                                     [](int64_t value, const WidthRun& run) { return value < run.first; });
+        auto next =
+            std::upper_bound(widthRuns_.begin(), widthRuns_.end(), c,
+                             [](int64_t value, const WidthRun& run) { return value < run.first; });
         if (next != widthRuns_.begin() && c <= (next - 1)->last)
             match = &*(next - 1);
     } else {
@@ -448,8 +488,8 @@ float KPPDFFont::metric(bool wantAscent) {
                          : nullptr;
     }
     float value;
-    if (descriptor && numberValue(descriptor->resolvedObjectForKey(wantAscent ? "Ascent" : "Descent"),
-                                  &value))
+    if (descriptor &&
+        numberValue(descriptor->resolvedObjectForKey(wantAscent ? "Ascent" : "Descent"), &value))
         return value / kGlyphSpaceUnits;
     if (fontForWidths_)
         return (wantAscent ? fontForWidths_->ascent : fontForWidths_->descent) / kGlyphSpaceUnits;
@@ -476,33 +516,54 @@ uint32_t KPPDFFont::descriptorFlags() const {
     }
     if (!descriptor)
         return 0;
-    KPPDFRef<KPPDFObject> flags = descriptor->resolvedObjectForKey("Flags");
-    return flags && flags->isNumber() ? static_cast<uint32_t>(flags->longLongValue()) : 0;
+    long long flags = 0;
+    integerValue(descriptor->resolvedObjectForKey("Flags"), &flags);
+    return static_cast<uint32_t>(flags);
 }
 
 std::string KPPDFFont::stringForData(std::string_view data) const {
-    std::u16string units;
+    std::string text;
+    text.reserve(data.size() * 3);
+    uint16_t pendingHigh = 0; // a high surrogate waiting for its low half
+    auto append = [&](uint16_t unit) {
+        char32_t codePoint = unit;
+        if (pendingHigh && unit >= 0xDC00 && unit <= 0xDFFF) {
+            codePoint = 0x10000 + ((char32_t(pendingHigh) - 0xD800) << 10) + (unit - 0xDC00);
+            pendingHigh = 0;
+        } else {
+            if (pendingHigh)
+                appendUTF8(text, kReplacementCharacter);
+            pendingHigh = 0;
+            if (unit >= 0xD800 && unit <= 0xDBFF) {
+                pendingHigh = unit;
+                return;
+            }
+            if (unit >= 0xDC00 && unit <= 0xDFFF)
+                codePoint = kReplacementCharacter;
+        }
+        appendUTF8(text, codePoint);
+    };
     uint16_t unit;
     if (!isTwoByte_ && encodingTable_) {
-        units.reserve(data.size());
         for (char byte : data) {
             uint8_t code = static_cast<uint8_t>(byte);
             if (!cmap_ || !cmap_->unicodeForCode(code, &unit))
                 unit = encodingTable_[code];
-            units.push_back(static_cast<char16_t>(unit));
+            append(unit);
         }
     } else {
-        units.reserve(data.size() / 2);
         // An odd last byte is no code and is dropped.
         for (size_t i = 0; i + 1 < data.size(); i += 2) {
             uint16_t code = static_cast<uint16_t>(static_cast<uint8_t>(data[i]) << 8 |
                                                   static_cast<uint8_t>(data[i + 1]));
             if (!cmap_ || !cmap_->unicodeForCode(code, &unit))
                 unit = code;
-            units.push_back(static_cast<char16_t>(unit));
+            append(unit);
         }
     }
-    return KPPDFTextEncoding::utf16UnitsToUTF8(units);
+    if (pendingHigh)
+        appendUTF8(text, kReplacementCharacter);
+    return text;
 }
 
 std::string KPPDFFont::dataForGlyph(uint16_t code) const {

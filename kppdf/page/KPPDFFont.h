@@ -21,16 +21,17 @@ struct KPPDFStandardFontMetrics;
 // Font kinds (fontType()), from the font dictionary's Subtype.
 enum : int32_t {
     KPPDFFontTypeUnknown = 0,
-    KPPDFFontTypeType0 = 1,     // composite font
-    KPPDFFontTypeType1 = 2,     // Type1 and MMType1
+    KPPDFFontTypeType0 = 1, // composite font
+    KPPDFFontTypeType1 = 2, // Type1 and MMType1
     KPPDFFontTypeType3 = 3,
     KPPDFFontTypeTrueType = 4,
-    KPPDFFontTypeCIDFont = 5,   // a descendant CIDFontType0/2 used directly
+    KPPDFFontTypeCIDFont = 5, // a descendant CIDFontType0/2 used directly
 };
 
 // Byte code to UTF-16 code unit for the base encodings of ISO 32000-1, Annex D: 0 where the
-// encoding defines nothing. In the WinAnsi and MacRoman tables codes 0 to 31 map to
-// themselves; in the standard table they hold 0. Built before main, never freed.
+// encoding defines nothing, except that WinAnsi's unused codes above 32 are bullets as Annex D
+// notes. In the WinAnsi and MacRoman tables codes 0 to 31 map to themselves; in the standard
+// table they hold 0. Built before main, never freed.
 extern const std::array<uint16_t, 256> KPPDFFontStdToUnicode;
 extern const std::array<uint16_t, 256> KPPDFFontMacToUnicode;
 extern const std::array<uint16_t, 256> KPPDFFontWinToUnicode;

@@ -63,8 +63,8 @@ TEST(KPPDFCMap, OneByteSourcesAndLineEnds) {
     // the three line ends.
     for (std::string eol : {"\n", "\r\n", "\r"}) {
         std::string text = "2 beginbfchar" + eol + "<01> <0054>" + eol + "<0A> <03A9>" + eol +
-                           "endbfchar" + eol + "1 beginbfrange" + eol + "<20> <7e> <0020>" +
-                           eol + "endbfrange" + eol;
+                           "endbfchar" + eol + "1 beginbfrange" + eol + "<20> <7e> <0020>" + eol +
+                           "endbfrange" + eol;
         KPPDFCMap cmap = parsed(text);
         EXPECT_EQ(unitOf(cmap, 0x01), 0x54) << eol.size();
         EXPECT_EQ(unitOf(cmap, 0x0A), 0x3A9) << eol.size();
@@ -144,7 +144,8 @@ TEST(KPPDFCMap, LargeMapsLookUpEveryEntry) {
     std::string text = "100 beginbfrange\n";
     char line[64];
     for (int i = 0; i < 100; i++) {
-        std::snprintf(line, sizeof line, "<%04X> <%04X> <%04X>\n", i * 16, i * 16 + 9, 0x4E00 + i * 10);
+        std::snprintf(line, sizeof line, "<%04X> <%04X> <%04X>\n", i * 16, i * 16 + 9,
+                      0x4E00 + i * 10);
         text += line;
     }
     text += "endbfrange\n";

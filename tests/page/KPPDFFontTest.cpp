@@ -38,7 +38,8 @@ KPPDFRef<KPPDFDocument> loadObjects(std::string bytes) {
     size_t startxref = text.rfind("startxref");
     if (startxref == std::string_view::npos)
         return nullptr;
-    std::istringstream xref(std::string(text.substr(std::stoul(std::string(text.substr(startxref + 9))))));
+    std::istringstream xref(
+        std::string(text.substr(std::stoul(std::string(text.substr(startxref + 9))))));
     std::string word;
     xref >> word; // "xref"
     unsigned first, count;
@@ -78,7 +79,12 @@ std::string trimmed(std::string text) {
     return text;
 }
 
-const uint16_t* winAnsi() { return KPPDFFontWinToUnicode.data(); }
+// A real too large for a float: it reads as infinity.
+const std::string kHugeReal = "999999999999999999999999999999999999999999.0";
+
+const uint16_t* winAnsi() {
+    return KPPDFFontWinToUnicode.data();
+}
 
 } // namespace
 
@@ -137,8 +143,9 @@ TEST(KPPDFFont, NamedEncodingsDecode) {
 TEST(KPPDFFont, Differences) {
     // Over WinAnsi, 39 and 96 already are the ASCII quotes: only those two codes are written,
     // into a private table.
-    auto over = font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
-                     "<< /BaseEncoding /WinAnsiEncoding /Differences [ 39 /quotesingle 96 /grave ] >> >>");
+    auto over =
+        font("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
+             "<< /BaseEncoding /WinAnsiEncoding /Differences [ 39 /quotesingle 96 /grave ] >> >>");
     ASSERT_TRUE(over);
     EXPECT_NE(over->encodingTable(), winAnsi());
     for (int code = 0; code < 256; code++)
@@ -186,6 +193,9 @@ TEST(KPPDFFont, IdentityEncodingsAreTwoByte) {
     // Without a CMap the codes are taken as UTF-16; an odd last byte is dropped.
     EXPECT_EQ(horizontal->stringForData(std::string("\x00\x41\x04\x10\x00", 5)), "A\u0410");
     EXPECT_EQ(horizontal->stringForData(std::string("\xD8\x3D\xDE\x00", 4)), "\U0001F600");
+    // Unpaired surrogates become replacement characters.
+    EXPECT_EQ(horizontal->stringForData(std::string("\xD8\x3D\x00\x41\xDC\x00\xD8\x00", 8)),
+              "\ufffdA\ufffd\ufffd");
 
     auto vertical = font("<< /Type /Font /Subtype /Type0 /BaseFont /X /Encoding /Identity-V >>");
     EXPECT_TRUE(vertical->isTwoByte());
@@ -221,13 +231,20 @@ TEST(KPPDFFont, CompositeWidths) {
     EXPECT_FLOAT_EQ(unordered->glyphWidth(1), 0.01f);
     EXPECT_FLOAT_EQ(unordered->glyphWidth(70), 0.0f);
 
+    auto reals = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << /WMode 1.0 "
+                      "/W [ " +
+                      kHugeReal + " [ 5 ] -" + kHugeReal + " " + kHugeReal + " 7 ] >> ] >>");
+    EXPECT_TRUE(reals->isVerticalMode());
+    EXPECT_FLOAT_EQ(reals->glyphWidth(3), 0.007f);
+
     // Garbage in W ends the reading there; what came before it stays.
     LogCapture log;
     for (const char* w : {"[ 1 [ 500 ] /x 3 ]", "[ 1 [ 500 ] 5 ]", "[ 1 [ 500 ] 5 6 ]",
                           "[ 1 [ 500 ] 5 (a) 7 ]", "[ 1 [ 500 ] -4 -9 100 ]",
                           "[ 1 [ 500 ] 9223372036854775807 [ 1 2 ] ]", "[ 1 [ 500 ] [ ] ]"}) {
         auto broken = font(std::string("<< /Subtype /Type0 /Encoding /Identity-H "
-                                       "/DescendantFonts [ << /DW 100 /W ") + w + " >> ] >>");
+                                       "/DescendantFonts [ << /DW 100 /W ") +
+                           w + " >> ] >>");
         ASSERT_TRUE(broken) << w;
         EXPECT_FLOAT_EQ(broken->glyphWidth(1), 0.5f) << w;
         EXPECT_FLOAT_EQ(broken->glyphWidth(6), 0.1f) << w;
@@ -288,6 +305,18 @@ TEST(KPPDFFont, SimpleWidths) {
                          "/Widths [ 1 2 ] >>");
     EXPECT_EQ(negative->firstChar(), 0u);
     EXPECT_FLOAT_EQ(negative->glyphWidth(0), 0.001f);
+    // Reals where integers belong, infinite ones too, are truncated and clamped.
+    auto reals = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar " + kHugeReal +
+                      " /LastChar 2.9 "
+                      "/Widths [ 500 ] /Encoding << /Differences [ " +
+                      kHugeReal + " /a 65.7 /B -" + kHugeReal +
+                      " /C ] >> "
+                      "/FontDescriptor << /Flags " +
+                      kHugeReal + " >> >>");
+    ASSERT_TRUE(reals);
+    EXPECT_EQ(reals->nWidths(), 0u);
+    EXPECT_EQ(reals->stringForData("AB"), "BB");
+    EXPECT_EQ(reals->descriptorFlags(), 0u);
 }
 
 TEST(KPPDFFont, UnknownFontsWithoutWidthsUseAStandardStandIn) {
@@ -303,10 +332,10 @@ TEST(KPPDFFont, UnknownFontsWithoutWidthsUseAStandardStandIn) {
          "Times-Roman"},
         {"<< /Subtype /TrueType /BaseFont /Verdana >>", 0.222f, "Helvetica"},
         {"<< /Subtype /TrueType /BaseFont /Verdana-Bold >>", 0.278f, "Helvetica-Bold"},
-        {"<< /Subtype /TrueType /BaseFont /Frutiger /FontDescriptor << /Flags 262144 >> >>",
-         0.278f, "Helvetica-Bold"},
-        {"<< /Subtype /Type1 /BaseFont /Garamond-Italic /FontDescriptor << /Flags 98 >> >>",
-         0.278f, "Times-Italic"},
+        {"<< /Subtype /TrueType /BaseFont /Frutiger /FontDescriptor << /Flags 262144 >> >>", 0.278f,
+         "Helvetica-Bold"},
+        {"<< /Subtype /Type1 /BaseFont /Garamond-Italic /FontDescriptor << /Flags 98 >> >>", 0.278f,
+         "Times-Italic"},
     };
     for (const Case& c : cases) {
         LogCapture log;
@@ -350,7 +379,8 @@ TEST(KPPDFFont, AscentAndDescent) {
     auto standard = font("<< /Subtype /Type1 /BaseFont /Times-Roman >>");
     EXPECT_FLOAT_EQ(standard->ascent(), 0.683f);
     EXPECT_FLOAT_EQ(standard->descent(), -0.217f);
-    auto bare = font("<< /Subtype /TrueType /BaseFont /X /FirstChar 0 /LastChar 0 /Widths [ 0 ] >>");
+    auto bare =
+        font("<< /Subtype /TrueType /BaseFont /X /FirstChar 0 /LastChar 0 /Widths [ 0 ] >>");
     EXPECT_FLOAT_EQ(bare->ascent(), 1.0f);
     EXPECT_FLOAT_EQ(bare->descent(), 0.0f);
     auto composite = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << "
@@ -401,8 +431,9 @@ TEST(KPPDFFont, ToUnicodeMaps) {
     document->addFont(composite);
     document->addFont(nullptr);
     EXPECT_EQ(document->docFonts().size(), 2u);
-    EXPECT_EQ(document->lookupFont(KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(4))),
-              composite);
+    EXPECT_EQ(
+        document->lookupFont(KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(4))),
+        composite);
     EXPECT_EQ(document->lookupFont(simple->fontDictionary()), simple);
     EXPECT_EQ(document->lookupFont(dictionary("<< /Type /Font >>")), nullptr);
     EXPECT_EQ(document->lookupFont(nullptr), nullptr);
@@ -424,7 +455,8 @@ TEST(KPPDFFont, FontsTheLibraryWrites) {
     EXPECT_EQ(encoding->directObject(), KPPDFFont::encodingObject()->directObject());
     EXPECT_EQ(KPPDFFont::encodingObject(), KPPDFFont::encodingObject());
 
-    auto differences = KPPDFFont::encodingObject()->resolvedObjectForKey<KPPDFObjectArray>("Differences");
+    auto differences =
+        KPPDFFont::encodingObject()->resolvedObjectForKey<KPPDFObjectArray>("Differences");
     ASSERT_TRUE(differences);
     std::vector<long long> runs;
     std::vector<std::string> names;
@@ -474,8 +506,8 @@ TEST(KPPDFFont, NamesAndAbbreviations) {
 TEST(KPPDFFont, ObjectsThatAreNoFonts) {
     LogCapture log;
     EXPECT_EQ(KPPDFFont::fontWithFontDictionary(nullptr), nullptr);
-    EXPECT_EQ(KPPDFFont::fontWithFontDictionary(
-                  KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString("[ 1 2 ]"), true, true)),
+    EXPECT_EQ(KPPDFFont::fontWithFontDictionary(KPPDFDocument::parseObject(
+                  nullptr, 0, KPPDFData::dataWithString("[ 1 2 ]"), true, true)),
               nullptr);
     EXPECT_TRUE(log.contains("Font is not a dictionary"));
     // An empty dictionary is a font of no known kind that reads the standard encoding.
@@ -530,7 +562,8 @@ TEST(KPPDFFont, RealFilesDecodeAsPdftotextReads) {
                 unsigned code;
                 float width;
                 fields >> number >> code >> width;
-                auto measured = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(number));
+                auto measured =
+                    KPPDFFont::fontWithFontDictionary(document->objectWithNumber(number));
                 ASSERT_TRUE(measured);
                 EXPECT_NEAR(measured->glyphWidth(code) * 1000, width, 0.01)
                     << name << " font " << number << " code " << code;
