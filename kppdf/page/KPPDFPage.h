@@ -88,10 +88,20 @@ public:
     // An index out of range is logged and changes nothing.
     void removeImprintAtIndex(uint32_t index);
     void setImprints(std::vector<KPPDFRef<KPPDFImprint>> imprints);
-    // Reads the page's Annots into imprints, once.
+    // Reads the page's Annots into imprints, once (KPPDFPageImprints.cpp): each annotation by
+    // the class of its Subtype, appended in Annots order, pop-ups linked to their parents.
     void processAnnotations();
-    // Restores content imprints kept in the page's private record; true when that changed the
-    // page so that the document has to be written again.
+    // The annotation imprints in list order, after reading Annots if that has not run.
+    std::vector<KPPDFRef<KPPDFImprint>> annotationImprints();
+    // The content imprints in list order once Annots has been read; before that the whole list,
+    // which can then hold nothing else (and Annots is not read for it).
+    std::vector<KPPDFRef<KPPDFImprint>> contentImprints();
+    // Link and form widget annotations in list order, after reading Annots if needed.
+    std::vector<KPPDFRef<KPPDFImprint>> links();
+    std::vector<KPPDFRef<KPPDFImprint>> widgets();
+    // Rebuilds the content imprints that a save kept in the page's private record (form
+    // XObjects "ParvelImprint<n>" of a page marked "ParvelImprints") and appends them; true
+    // when the page carried at least one. Malformed records are skipped with a log line.
     bool setupImprints();
     bool processedAnnotations() const { return processedAnnotations_; }
 

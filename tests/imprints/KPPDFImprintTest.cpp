@@ -1,0 +1,294 @@
+#include "kppdf/imprints/KPPDFImprint.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/imprints/KPPDFAnnotation.h"
+#include "kppdf/imprints/KPPDFAnnotationConstants.h"
+#include "kppdf/imprints/KPPDFBorderStyle.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectReal.h"
+#include "kppdf/page/KPPDFPage.h"
+#include "kppdf/platform/KPPDFResources.h"
+#include "support/LogCapture.h"
+#include "support/TestPDFBuilder.h"
+
+namespace {
+
+KPPDFData blankPage() {
+    return KPPDFData::dataWithContentsOfFile(KPPDFResources::pathForResource("blankpage", "pdf"));
+}
+
+KPPDFPropertyList properties(std::initializer_list<std::pair<const char*, const char*>> entries) {
+    KPPDFPropertyList dictionary;
+    for (const auto& [key, value] : entries)
+        dictionary.setObject(KPPDFPropertyList::string(value), key);
+    return dictionary;
+}
+
+KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
+    return KPPDFCast<KPPDFObjectDictionary>(
+        KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(text)), true, true));
+}
+
+std::string rectText(const KPPDFRef<KPPDFObjectDictionary>& dictionary) {
+    KPPDFRef<KPPDFObject> rect = dictionary->objectForKey("Rect");
+    return rect ? rect->directObject() : "(none)";
+}
+
+// A document with one page whose Annots holds the annotation dictionary 5.
+KPPDFRef<KPPDFDocument> documentWithAnnotation(const std::string& annotation) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    builder.add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Annots [5 0 R] >>");
+    builder.add(5, annotation);
+    builder.add(6, "<< /Type /Annot /Subtype /Popup /Parent 5 0 R /Rect [0 0 1 1] >>");
+    int32_t result = -1;
+    auto document = KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
+    EXPECT_EQ(result, KPPDFDocumentOpened);
+    return document;
+}
+
+} // namespace
+
+TEST(KPPDFImprint, ContentImprintFromData) {
+    KPPDFData blank = blankPage();
+    ASSERT_FALSE(blank.isNull());
+    KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(blank, {10, 20});
+    ASSERT_TRUE(imprint->document());
+    EXPECT_EQ(imprint->document()->pageCount(), 1u);
+    EXPECT_EQ(imprint->location(), (KPPDFPoint{10, 20}));
+    EXPECT_EQ(imprint->size(), KPPDFSize());
+    EXPECT_FALSE(imprint->dictionary());
+    EXPECT_FALSE(imprint->flatten());
+    EXPECT_EQ(imprint->imprintType(), KPPDFImprintTypeContent);
+    EXPECT_EQ(imprint->annotationType(), -1);
+    EXPECT_EQ(imprint->asAnnotation(), nullptr);
+    EXPECT_TRUE(imprint->flagPrint());
+
+    LogCapture log;
+    EXPECT_FALSE(KPPDFImprint::imprintWithData(KPPDFData(std::string("no pdf")), {})->document());
+}
+
+TEST(KPPDFImprint, FilenameSurvivesEveryNewDictionary) {
+    KPPDFImprint imprint;
+    KPPDFPropertyList first = properties({{"filename", "A.png"}, {"x", "1"}});
+    imprint.setDictionary(first);
+    EXPECT_TRUE(*imprint.dictionary() == first);
+
+    imprint.setDictionary(properties({{"filename", "B.png"}, {"y", "2"}}));
+    EXPECT_TRUE(*imprint.dictionary() == properties({{"filename", "A.png"}, {"y", "2"}}));
+    imprint.setDictionary(std::nullopt);
+    EXPECT_TRUE(*imprint.dictionary() == properties({{"filename", "A.png"}}));
+
+    // Without a file name the new dictionary is stored as given; a non-dictionary is none.
+    KPPDFImprint other;
+    other.setDictionary(properties({{"y", "2"}}));
+    other.setDictionary(properties({{"z", "3"}}));
+    EXPECT_TRUE(*other.dictionary() == properties({{"z", "3"}}));
+    LogCapture log;
+    other.setDictionary(KPPDFPropertyList::string("not a dictionary"));
+    EXPECT_FALSE(other.dictionary());
+    EXPECT_TRUE(log.contains("must be a dictionary"));
+}
+
+TEST(KPPDFImprint, CopySharesTheDocumentAndCopiesTheRest) {
+    KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(blankPage(), {1, 2});
+    imprint->setSize({30, 40});
+    imprint->setFlatten(true);
+    imprint->setDictionary(properties({{"filename", "A.png"}}));
+    KPPDFPage page;
+    page.addImprint(imprint);
+
+    KPPDFRef<KPPDFImprint> copy = imprint->copy();
+    EXPECT_EQ(copy->document(), imprint->document());
+    EXPECT_EQ(copy->location(), imprint->location());
+    EXPECT_EQ(copy->size(), imprint->size());
+    EXPECT_FALSE(copy->flatten());
+    EXPECT_EQ(copy->page(), nullptr);
+    ASSERT_TRUE(copy->dictionary());
+    EXPECT_TRUE(*copy->dictionary() == *imprint->dictionary());
+    imprint->setDictionary(properties({{"x", "1"}}));
+    EXPECT_FALSE(copy->dictionary()->objectForKey("x"));
+}
+
+TEST(KPPDFAnnotation, RectIsWrittenBackAsReadNotNormalised) {
+    KPPDFRef<KPPDFDocument> document =
+        documentWithAnnotation("<< /Type /Annot /Subtype /Square /Rect [100 200 50 20] >>");
+    ASSERT_TRUE(document);
+    KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
+    ASSERT_EQ(page->imprints().size(), 1u);
+    KPPDFAnnotation* annotation = page->imprints()[0]->asAnnotation();
+    ASSERT_TRUE(annotation);
+    EXPECT_EQ(annotation->location(), (KPPDFPoint{100, 200}));
+    EXPECT_EQ(annotation->size(), (KPPDFSize{-50, -180}));
+    EXPECT_EQ(annotation->rect(), annotation->dictionaryRect());
+    KPPDFRef<KPPDFObjectArray> rect =
+        annotation->annotDict()->resolvedObjectForKey<KPPDFObjectArray>("Rect");
+    ASSERT_TRUE(rect);
+    ASSERT_EQ(rect->count(), 4u);
+    for (size_t i = 0; i < 4; i++)
+        EXPECT_EQ(rect->value()[i]->objectType(), KPPDFObjectTypeReal);
+    EXPECT_EQ(rect->directObject(), "[ 100 200 50 20 ]");
+
+    // The annotation and the document's table hold one dictionary, so edits reach the file.
+    EXPECT_EQ(document->objectWithNumber(5), annotation->annotDict());
+    EXPECT_EQ(annotation->originalObjectNumber(), 5u);
+    EXPECT_EQ(annotation->page(), page.get());
+    annotation->setLocation({10, 20});
+    EXPECT_EQ(rectText(annotation->annotDict()), "[ 10 20 -40 -160 ]");
+    annotation->setSize({5.5f, 6});
+    EXPECT_EQ(rectText(annotation->annotDict()), "[ 10 20 15.500000 26 ]");
+    EXPECT_NE(document->objectWithNumber(5)->directObject().find("/Rect [ 10 20 15.500000 26 ]"),
+              std::string::npos);
+
+    // No Rect, or a short one: zero, or what the elements there give; written back at once.
+    KPPDFAnnotation bare(dictionaryFromText("<< /Subtype /Square >>"), nullptr);
+    EXPECT_EQ(bare.rect(), KPPDFRect());
+    EXPECT_EQ(rectText(bare.annotDict()), "[ 0 0 0 0 ]");
+    KPPDFAnnotation shortRect(dictionaryFromText("<< /Rect [1 2 (x)] >>"), nullptr);
+    EXPECT_EQ(shortRect.rect(), KPPDFMakeRect(1, 2, -1, -2));
+    KPPDFAnnotation none(nullptr, nullptr);
+    EXPECT_EQ(none.dictionaryRect(), KPPDFRect());
+    none.setLocation({1, 1});
+    EXPECT_FALSE(none.flagPrint());
+}
+
+TEST(KPPDFAnnotation, ColoursToArraysAndOperators) {
+    using Color = KPPDFAnnotationColor;
+    // CMYK is written cyan, yellow, magenta, black and read back in PDF's order.
+    Color cmyk = Color::colorWithCyan(0.1f, 0.2f, 0.3f, 0.4f);
+    KPPDFRef<KPPDFObjectArray> array = KPPDFAnnotation::arrayFromColor(cmyk);
+    EXPECT_EQ(array->directObject(), "[ 0.100000 0.300000 0.200000 0.400000 ]");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(cmyk, false),
+              "0.100000 0.300000 0.200000 0.400000 k");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(cmyk, true),
+              "0.100000 0.300000 0.200000 0.400000 K");
+    std::optional<Color> back = KPPDFAnnotation::colorFromArray(array);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->space(), Color::Space::CMYK);
+    EXPECT_FLOAT_EQ(back->component(1), 0.3f); // magenta
+    EXPECT_FLOAT_EQ(back->component(2), 0.2f); // yellow
+
+    Color gray = Color::colorWithWhite(0.5f, 0.25f);
+    EXPECT_EQ(KPPDFAnnotation::arrayFromColor(gray)->directObject(), "[ 0.500000 ]");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(std::nullopt, gray), " 0.500000 g");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(Color::colorWithWhite(0), gray),
+              "0.000000 G 0.500000 g");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(Color::colorWithRed(1, 0, 0.5f), std::nullopt),
+              "1.000000 0.000000 0.500000 RG");
+    EXPECT_EQ(KPPDFAnnotation::stringFromColor(std::nullopt, std::nullopt), "");
+    EXPECT_EQ(KPPDFAnnotation::arrayFromColor(Color::colorWithColor(KPPDFColor::blueColor()))
+                  ->directObject(),
+              "[ 0 0 1 ]");
+
+    struct Case {
+        const char* text;
+        std::optional<Color> color;
+    };
+    const Case cases[] = {
+        {"[]", std::nullopt},
+        {"[0.2 0.3]", std::nullopt},
+        {"[0.25]", Color::colorWithWhite(0.25f)},
+        {"[1 0.5 0]", Color::colorWithRed(1, 0.5f, 0)},
+        {"[0 1 0 1 0.7]", Color::colorWithCyan(0, 1, 0, 1)},
+        {"[2 -1 /Name]", Color::colorWithRed(1, 0, 0)},
+    };
+    for (const Case& c : cases) {
+        auto parsed = KPPDFCast<KPPDFObjectArray>(
+            KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(c.text)), true, true));
+        std::optional<Color> color = KPPDFAnnotation::colorFromArray(parsed);
+        EXPECT_EQ(color.has_value(), c.color.has_value()) << c.text;
+        if (color && c.color) {
+            EXPECT_EQ(*color, *c.color) << c.text << " gave " << color->description();
+        }
+    }
+    EXPECT_FALSE(KPPDFAnnotation::colorFromArray(nullptr));
+}
+
+TEST(KPPDFAnnotation, PrintFlagAndCopy) {
+    struct Case {
+        const char* flags;
+        bool prints;
+    };
+    for (const Case& c : {Case{"/F 4", true}, Case{"/F 2", false}, Case{"", false},
+                          Case{"/F 28", true}, Case{"/F 4.0", true}, Case{"/F (4)", false}}) {
+        KPPDFAnnotation annotation(
+            dictionaryFromText(std::string("<< /Rect [0 0 1 1] ") + c.flags + " >>"), nullptr);
+        EXPECT_EQ(annotation.flagPrint(), c.prints) << c.flags;
+    }
+
+    KPPDFRef<KPPDFDocument> document = documentWithAnnotation(
+        "<< /Type /Annot /Subtype /Text /Rect [1 2 21 22] /Popup 6 0 R /Contents (note) >>");
+    KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
+    KPPDFAnnotation* annotation = page->imprints()[0]->asAnnotation();
+    ASSERT_TRUE(annotation);
+    auto old = std::make_shared<KPPDFObjectDictionary>();
+    annotation->setOldDict(old);
+    annotation->setAppearance(std::make_shared<KPPDFObjectDictionary>());
+
+    // As the writers ask: the dictionary itself counts as visited (the pop-up refers back to it).
+    KPPDFVisitedSet visited{annotation->annotDict().get()};
+    KPPDFObjectList reached = annotation->subobjects(visited);
+    ASSERT_EQ(reached.size(), 1u);
+    EXPECT_EQ(reached[0]->objectNumber(), 6u);
+
+    KPPDFRef<KPPDFImprint> copied = annotation->copy();
+    KPPDFAnnotation* copy = copied->asAnnotation();
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->imprintType(), KPPDFImprintTypeAnnotation);
+    EXPECT_NE(copy->annotDict(), annotation->annotDict());
+    EXPECT_EQ(copy->annotDict()->objectNumber(), 0u);
+    EXPECT_EQ(copy->annotDict()->document(), nullptr);
+    EXPECT_EQ(copy->page(), page.get());
+    EXPECT_EQ(copy->oldDict(), old);
+    EXPECT_FALSE(copy->appearance());
+    EXPECT_EQ(copy->rect(), annotation->rect());
+    // The copy's Popup still leads to the pop-up, and moving it leaves the original alone.
+    KPPDFRef<KPPDFObject> popup = copy->annotDict()->resolvedObjectForKey("Popup");
+    ASSERT_TRUE(popup);
+    EXPECT_EQ(popup->objectNumber(), 6u);
+    copy->setLocation({100, 100});
+    EXPECT_EQ(rectText(annotation->annotDict()), "[ 1 2 21 22 ]");
+    EXPECT_EQ(rectText(copy->annotDict()), "[ 100 100 120 120 ]");
+}
+
+TEST(KPPDFAnnotation, ConstantTemplates) {
+    // Both note icons are one template with two colour slots, the first before the flip.
+    EXPECT_EQ(KPPDFAnnotationTextButtonOpen, KPPDFAnnotationTextButtonClosed);
+    std::string icon = KPPDFAnnotationTextButtonOpen;
+    EXPECT_TRUE(icon.starts_with("%s 1 0 0 -1 0 0 cm 0 i 3.5166 -1.14258 m "));
+    EXPECT_NE(icon.find(" f %s 1 w 4 M 0 j 0 J []0 d 3.5166 -1.14258 m "), std::string::npos);
+    EXPECT_TRUE(icon.ends_with(" h S"));
+    size_t curves = 0;
+    for (size_t at = icon.find(" c "); at != std::string::npos; at = icon.find(" c ", at + 1))
+        curves++;
+    EXPECT_EQ(curves, 22u);
+    EXPECT_EQ(icon.find('\n'), std::string::npos);
+
+    char text[256];
+    std::snprintf(text, sizeof text, KPPDFAnnotationFreeTextDA, 1.0, 0.0, 0.5, "Helv", 12.0);
+    EXPECT_STREQ(text, "1.000000 0.000000 0.500000 rg /Helv 12.000000 Tf");
+    std::snprintf(text, sizeof text, KPPDFAnnotationFreeTextDS, "Helvetica", 12.0, 255, 0, 16);
+    EXPECT_STREQ(text, "font: Helvetica,sans-serif 12.000000pt; text-align:left; color:#ff0010");
+    EXPECT_TRUE(std::string(KPPDFAnnotationWidgetButtonCheckboxBox)
+                    .starts_with("0.05 w 4 M 0 j 0 J []0 d\n"));
+    EXPECT_TRUE(
+        std::string(KPPDFAnnotationWidgetButtonRadioBox).starts_with("0.05 w 4 M 0 j 0 J []0 d\n"));
+    EXPECT_TRUE(std::string(KPPDFAnnotationWidgetButtonCheckboxCheck).ends_with("\nf"));
+    EXPECT_TRUE(std::string(KPPDFAnnotationWidgetButtonRadioCheck).ends_with("\nf"));
+
+    KPPDFBorderStyle border;
+    float pattern[20];
+    for (int i = 0; i < 20; i++)
+        pattern[i] = static_cast<float>(i + 1);
+    border.setDash(pattern, 20);
+    EXPECT_EQ(border.dashCount, KPPDFBorderStyle::kMaxDash);
+    EXPECT_EQ(border.dash[15], 16.0f);
+    border.setDash(pattern, -3);
+    EXPECT_EQ(border.dashCount, 0);
+}
