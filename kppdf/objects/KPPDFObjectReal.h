@@ -14,7 +14,8 @@ public:
 
     float realValue() const override { return value_; }
     void setRealValue(float value) { value_ = value, rawLength_ = 0; }
-    long long longLongValue() const override { return static_cast<long long>(value_); }
+    // Truncated toward zero; beyond the range of long long (or not a number) it saturates.
+    long long longLongValue() const override;
     uint32_t rawLength() const override;
 
     bool appendDirectObject(std::string& out) override;

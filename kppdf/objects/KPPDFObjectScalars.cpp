@@ -1,5 +1,6 @@
 // Null, boolean, integer, real and name objects.
 #include <cinttypes>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -182,6 +183,16 @@ KPPDFRef<KPPDFObjectReal> KPPDFObjectReal::realWithPtr(const char* ptr, uint32_t
     object->document_ = document;
     object->rawLength_ = static_cast<uint32_t>(end - ptr);
     return object;
+}
+
+long long KPPDFObjectReal::longLongValue() const {
+    if (!(value_ == value_))
+        return 0;
+    if (value_ >= 9.2233720e18f)
+        return LLONG_MAX;
+    if (value_ <= -9.2233720e18f)
+        return LLONG_MIN;
+    return static_cast<long long>(value_);
 }
 
 void KPPDFObjectReal::appendReal(float value, std::string& out) {
