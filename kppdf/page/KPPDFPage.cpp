@@ -84,8 +84,8 @@ KPPDFRect KPPDFPage::mediaBox() {
         return cachedMediaBox_;
     KPPDFRect box;
     if (pageDictionary_)
-        if (auto array = KPPDFCast<KPPDFObjectArray>(
-                pageDictionary_->objectFromAncestorsForKey("MediaBox")))
+        if (auto array =
+                KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("MediaBox")))
             box = getPDFRectFromArray(*array);
     if (box.size.width == 0 && box.size.height == 0) {
         KPPDFSize paper = KPPDFPrintInfo::paperSize();
@@ -100,8 +100,8 @@ bool KPPDFPage::cropBox(KPPDFRect* box) {
     if (cachedCropBox_.size.width == 0 && cachedCropBox_.size.height == 0) {
         KPPDFRef<KPPDFObjectArray> array;
         if (pageDictionary_)
-            array = KPPDFCast<KPPDFObjectArray>(
-                pageDictionary_->objectFromAncestorsForKey("CropBox"));
+            array =
+                KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("CropBox"));
         if (array) {
             cachedCropBox_ = getPDFRectFromArray(*array);
             if (box)
@@ -228,6 +228,17 @@ void KPPDFPage::setImprints(std::vector<KPPDFRef<KPPDFImprint>> imprints) {
         imprint->setPage(this);
 }
 
+void KPPDFPage::processAnnotations() {
+    // Annotation imprints are not read from Annots yet: the list holds what the application
+    // put there, and the flag keeps this from running again.
+    processedAnnotations_ = true;
+}
+
+bool KPPDFPage::setupImprints() {
+    // The private imprint record is not read yet, so the page never changes here.
+    return false;
+}
+
 void KPPDFPage::addExtraObject(KPPDFRef<KPPDFObject> object) {
     if (object)
         extraObjects_.push_back(std::move(object));
@@ -235,11 +246,17 @@ void KPPDFPage::addExtraObject(KPPDFRef<KPPDFObject> object) {
 
 void KPPDFPage::removeExtraObject(const KPPDFRef<KPPDFObject>& object) {
     const KPPDFObject* target = object.get();
-    std::erase_if(extraObjects_,
-                  [target](const KPPDFRef<KPPDFObject>& element) { return element.get() == target; });
+    std::erase_if(extraObjects_, [target](const KPPDFRef<KPPDFObject>& element) {
+        return element.get() == target;
+    });
 }
 
 void KPPDFPage::resetContent() {
+    pageFonts_ = FontMap();
+    textBlobs_.clear();
+    baselines_.clear();
+    gstate_ = std::make_shared<KPPDFGraphicsState>();
+    gstateStack_ = {gstate_};
     pageString_ = KPPDFAttributedString();
     preparedForSearch_ = false;
     preparedForSelection_ = false;
@@ -281,8 +298,15 @@ KPPDFRef<KPPDFPage> KPPDFPage::copy() const {
         page->setPageDictionary(std::move(dictionary));
     }
     page->extraObjects_ = extraObjects_;
+    // The fonts are shared (they belong to the document's font list); the graphics state is
+    // copied, since the interpreter changes it in place and the pages must not disturb each other.
+    page->pageFonts_ = pageFonts_;
+    page->gstate_ = gstate_ ? gstate_->copy() : std::make_shared<KPPDFGraphicsState>();
+    page->gstateStack_ = {page->gstate_};
     page->processedAnnotations_ = processedAnnotations_;
     if (preparedForSearch_) {
+        page->baselines_ = baselines_;
+        page->textBlobs_ = textBlobs_;
         page->pageString_ = pageString_;
         page->preparedForSearch_ = preparedForSearch_;
         page->preparedForSelection_ = preparedForSelection_;

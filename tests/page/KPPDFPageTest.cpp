@@ -96,9 +96,9 @@ TEST(KPPDFPage, RotationIsReducedAndCached) {
         const char* entry;
         uint32_t reported;
     };
-    for (const Case& c : {Case{"/Rotate 0", 360}, Case{"/Rotate 720", 360},
-                          Case{"/Rotate -90", 270}, Case{"/Rotate 450", 90}, Case{"/Rotate 45", 45},
-                          Case{"/Rotate 90.0", 90}}) {
+    for (const Case& c :
+         {Case{"/Rotate 0", 360}, Case{"/Rotate 720", 360}, Case{"/Rotate -90", 270},
+          Case{"/Rotate 450", 90}, Case{"/Rotate 45", 45}, Case{"/Rotate 90.0", 90}}) {
         auto page = pageWithEntries(c.entry);
         for (int call = 0; call < 2; call++) {
             rotation = 7;
@@ -350,3 +350,40 @@ TEST(KPPDFPage, ProcessWideLockAndSpaceGap) {
     KPPDFUserDefaults::standardUserDefaults().removeObjectForKey(KPPDFSpaceGapKey);
 }
 
+TEST(KPPDFPage, CopyAndResetOfPreparedText) {
+    int32_t result = -1;
+    auto document = KPPDFDocument::documentWithContentsOfFile(
+        std::string(KPPDF_TEST_DATA) + "/open/classic_lf.pdf", &result);
+    ASSERT_TRUE(document);
+    if (document->pageCount() == 0)
+        document->prepPages();
+    ASSERT_EQ(document->pageCount(), 2u);
+    auto page = document->pageAtIndex(0);
+    page->prepareForSearch();
+    ASSERT_NE(page->pageString().find("quick brown fox"), std::string::npos);
+    ASSERT_FALSE(page->textBlobs().empty());
+
+    auto copy = page->copy();
+    EXPECT_TRUE(copy->preparedForSearch());
+    EXPECT_EQ(copy->pageString(), page->pageString());
+    EXPECT_EQ(copy->textBlobs(), page->textBlobs());
+    EXPECT_EQ(copy->baselines(), page->baselines());
+    EXPECT_EQ(copy->pageFonts(), page->pageFonts());
+    // The copy reads with a state of its own.
+    EXPECT_NE(copy->gstate(), page->gstate());
+    ASSERT_EQ(copy->gstateStack().size(), 1u);
+    EXPECT_EQ(copy->gstateStack()[0], copy->gstate());
+
+    page->resetContent();
+    EXPECT_FALSE(page->preparedForSearch());
+    EXPECT_TRUE(page->pageString().empty());
+    EXPECT_TRUE(page->textBlobs().empty());
+    EXPECT_TRUE(page->baselines().empty());
+    EXPECT_TRUE(page->pageFonts().empty());
+    ASSERT_EQ(page->gstateStack().size(), 1u);
+    EXPECT_EQ(page->gstateStack()[0], page->gstate());
+    // The next request reads the content again, to the same text.
+    page->prepareForSearch();
+    EXPECT_EQ(page->pageString(), copy->pageString());
+    EXPECT_FALSE(copy->textBlobs().empty());
+}
