@@ -228,17 +228,6 @@ void KPPDFPage::setImprints(std::vector<KPPDFRef<KPPDFImprint>> imprints) {
         imprint->setPage(this);
 }
 
-void KPPDFPage::processAnnotations() {
-    // Annotation imprints are not read from Annots yet: the list holds what the application
-    // put there, and the flag keeps this from running again.
-    processedAnnotations_ = true;
-}
-
-bool KPPDFPage::setupImprints() {
-    // The private imprint record is not read yet, so the page never changes here.
-    return false;
-}
-
 void KPPDFPage::addExtraObject(KPPDFRef<KPPDFObject> object) {
     if (object)
         extraObjects_.push_back(std::move(object));
