@@ -5,7 +5,6 @@
 #include <chrono>
 
 #include "kppdf/document/KPPDFDocument.h"
-#include "kppdf/page/KPPDFPage.h"
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
@@ -14,6 +13,7 @@
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
 #include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFLog.h"
 
 namespace {
@@ -97,8 +97,8 @@ bool KPPDFDocument::versionAndEOF() {
            !KPPDFXRefSyntax::isTokenEnd(data, end))
         end++;
     uint64_t lineEnd = 6;
-    while (lineEnd < data.length() && lineEnd <= kMaxHeaderLineEnd && data.bytes()[lineEnd] != '\r' &&
-           data.bytes()[lineEnd] != '\n')
+    while (lineEnd < data.length() && lineEnd <= kMaxHeaderLineEnd &&
+           data.bytes()[lineEnd] != '\r' && data.bytes()[lineEnd] != '\n')
         lineEnd++;
     if (lineEnd > kMaxHeaderLineEnd || lineEnd >= data.length()) {
         KPPDFLog("Not a PDF file: the header line does not end within %llu bytes",
@@ -138,9 +138,10 @@ bool KPPDFDocument::workTrailer() {
     bool read = end != data.chars() + p && startxref_ < data.length() &&
                 readCrossReferences(startxref_, true);
     auto findRoot = [&] {
-        rootObject_ = trailer_ ? trailer_->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>(
-                                     "Root")
-                               : nullptr;
+        rootObject_ =
+            trailer_
+                ? trailer_->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>("Root")
+                : nullptr;
         return rootObject_ != nullptr;
     };
     if (read && !findRoot()) {
@@ -166,7 +167,8 @@ bool KPPDFDocument::workTrailer() {
     for (const KPPDFTrailer* section = trailer_.get(); section; section = section->prev().get())
         highest = std::max(highest, section->maxObjectNumber());
     KPPDFRef<KPPDFObject> size = trailer_->trailerDictionary()->resolvedObjectForKey("Size");
-    long long reported = size && size->objectType() == KPPDFObjectTypeInteger ? size->longLongValue() : 0;
+    long long reported =
+        size && size->objectType() == KPPDFObjectTypeInteger ? size->longLongValue() : 0;
     objectCount_ = static_cast<uint32_t>(std::clamp<long long>(reported, 0, UINT32_MAX));
     if (highest > objectCount_) {
         KPPDFLog("Document object count mismatch; reported: %d, actual: %d",

@@ -44,7 +44,8 @@ std::string md5(std::initializer_list<std::string_view> parts) {
 
 void rc4(std::string_view key, std::string& bytes) {
     RC4_KEY state;
-    RC4_set_key(&state, static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(key.data()));
+    RC4_set_key(&state, static_cast<int>(key.size()),
+                reinterpret_cast<const unsigned char*>(key.data()));
     if (!bytes.empty())
         RC4(&state, bytes.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
             reinterpret_cast<unsigned char*>(bytes.data()));
@@ -123,8 +124,8 @@ std::string KPPDFDocument::computeKeyForPassword(std::string_view password, int3
     if (docID_ && docID_->count() > 0)
         if (auto first = KPPDFCast<KPPDFObjectString>(docID_->resolvedObjectAtIndex(0)))
             id = first->stringData();
-    std::string digest = md5({paddedPassword, stringBytes(dictionary, "O"),
-                              std::string_view(pBytes, 4), id});
+    std::string digest =
+        md5({paddedPassword, stringBytes(dictionary, "O"), std::string_view(pBytes, 4), id});
     int keyLength = kRevision2KeyLength;
     if (revision == 3) {
         // All 16 bytes are hashed again even when the key is shorter.
@@ -184,8 +185,9 @@ bool KPPDFDocument::isStandardSecurity(int32_t* revision) {
 
 int32_t KPPDFDocument::setUpSecurity() {
     encryptDictionary_ =
-        trailer_ ? trailer_->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>("Encrypt")
-                 : nullptr;
+        trailer_
+            ? trailer_->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>("Encrypt")
+            : nullptr;
     if (!encryptDictionary_) {
         isOwner_ = true;
         return KPPDFDocumentOpened;
@@ -339,12 +341,13 @@ void KPPDFDocument::setUserPassword(const std::string& userPassword,
         encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(2), "R");
         encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(40), "Length");
         encryptDictionary_->setObject(KPPDFObjectInteger::integerWithLongLong(-1028), "P");
-        accessPermissions_ = static_cast<int32_t>(
-            (static_cast<uint32_t>(permissionBits) & 0xFCu) | 0xC0u);
+        accessPermissions_ =
+            static_cast<int32_t>((static_cast<uint32_t>(permissionBits) & 0xFCu) | 0xC0u);
     }
     // O first: the key depends on it.
     encryptDictionary_->setObject(
-        KPPDFObjectString::stringWithData(ownerValueFor(ownerPassword, userPassword, revision)), "O");
+        KPPDFObjectString::stringWithData(ownerValueFor(ownerPassword, userPassword, revision)),
+        "O");
     encryptDictionary_->setObject(KPPDFObjectString::stringWithData(std::string(32, '\0')), "U");
     encryptKey_ = computeKeyForPassword(userPassword, revision);
     encryptDictionary_->setObject(

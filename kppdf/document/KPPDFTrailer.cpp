@@ -32,7 +32,9 @@ bool rawOffset(KPPDFObjectDictionary& dictionary, std::string_view key, uint64_t
 
 KPPDFTrailer::KPPDFTrailer(KPPDFDocument* document, Kind kind) : document_(document), kind_(kind) {}
 
-KPPDFTrailer::~KPPDFTrailer() { close(); }
+KPPDFTrailer::~KPPDFTrailer() {
+    close();
+}
 
 void KPPDFTrailer::close() {
     // Unlinked one at a time, so that a long chain is not freed by deep recursion.
@@ -89,9 +91,8 @@ KPPDFRef<KPPDFTrailer> KPPDFTrailer::trailerWithOffset(uint64_t offset, KPPDFDoc
         uint64_t prev = 0;
         if (!rawOffset(*current->trailerDictionary_, "Prev", &prev))
             break;
-        if (visited.count(prev) ||
-            visited.count(KPPDFXRefSyntax::skipBlanks(data, prev,
-                                                      prev + KPPDFXRefSyntax::kMaxLeadingBlanks))) {
+        if (visited.count(prev) || visited.count(KPPDFXRefSyntax::skipBlanks(
+                                       data, prev, prev + KPPDFXRefSyntax::kMaxLeadingBlanks))) {
             KPPDFLog("Cross-reference chain comes back to offset %llu; older sections ignored",
                      static_cast<unsigned long long>(prev));
             break;
@@ -232,7 +233,8 @@ bool KPPDFTrailer::setupObjects() {
 bool KPPDFTrailer::enterObjectAtOffset(uint32_t number, uint32_t generation, uint64_t offset) {
     const KPPDFData& data = document_->docData();
     KPPDFXRefSyntax::ObjectHeader header;
-    if (offset >= data.length() || !KPPDFXRefSyntax::findObjectHeader(data, offset, number, &header) ||
+    if (offset >= data.length() ||
+        !KPPDFXRefSyntax::findObjectHeader(data, offset, number, &header) ||
         header.position > UINT32_MAX) {
         KPPDFLog("Cross-reference entry for object %u does not lead to it (offset %llu)", number,
                  static_cast<unsigned long long>(offset));
@@ -324,8 +326,8 @@ bool KPPDFTrailer::readScan() {
     return chooseScanTrailer();
 }
 
-KPPDFRef<KPPDFObjectDictionary> KPPDFTrailer::scannedDictionary(size_t hit,
-                                                                KPPDFRef<KPPDFObjectStream>* stream) {
+KPPDFRef<KPPDFObjectDictionary>
+KPPDFTrailer::scannedDictionary(size_t hit, KPPDFRef<KPPDFObjectStream>* stream) {
     const KPPDFData& data = document_->docData();
     uint64_t stop = hit + 1 < hits_.size() ? hits_[hit + 1].start : data.length();
     KPPDFData slice = data.subdata(0, static_cast<size_t>(stop));
@@ -397,10 +399,10 @@ bool KPPDFTrailer::chooseScanTrailer() {
 bool KPPDFTrailer::setupScan() {
     for (const ScanHit& hit : hits_) {
         // Later definitions replace earlier ones, as an incremental update would.
-        document_->setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                                 hit.number, hit.generation, document_,
-                                 static_cast<uint32_t>(hit.position)),
-                             hit.number, hit.generation);
+        document_->setObject(
+            KPPDFObjectReference::referenceWithObjectNumber(hit.number, hit.generation, document_,
+                                                            static_cast<uint32_t>(hit.position)),
+            hit.number, hit.generation);
         maxObjectNumber_ = std::max(maxObjectNumber_, hit.number);
     }
     std::vector<uint32_t> streamNumbers;
@@ -416,7 +418,8 @@ bool KPPDFTrailer::setupScan() {
     return true;
 }
 
-void KPPDFTrailer::enterScannedObjectStream(size_t hit, const std::vector<uint32_t>& streamNumbers) {
+void KPPDFTrailer::enterScannedObjectStream(size_t hit,
+                                            const std::vector<uint32_t>& streamNumbers) {
     KPPDFRef<KPPDFObjectStream> stream;
     KPPDFRef<KPPDFObjectDictionary> dictionary = scannedDictionary(hit, &stream);
     if (!stream || !dictionary || !dictionary->hasName("Type", "ObjStm"))
@@ -436,8 +439,7 @@ void KPPDFTrailer::enterScannedObjectStream(size_t hit, const std::vector<uint32
                                        static_cast<uint64_t>(first->longLongValue()), &entries);
     for (size_t index = 0; index < entries.size(); index++) {
         uint32_t number = entries[index].number;
-        if (number == 0 ||
-            std::binary_search(streamNumbers.begin(), streamNumbers.end(), number))
+        if (number == 0 || std::binary_search(streamNumbers.begin(), streamNumbers.end(), number))
             continue;
         // An object that the file defines again after this stream keeps that definition.
         KPPDFRef<KPPDFObject> existing = document_->objectWithNumber(number);

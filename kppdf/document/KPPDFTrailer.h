@@ -50,8 +50,8 @@ public:
     // Reads a classic table entry at entry (bytes 0-9 offset, 11-15 generation, 17 flag); a
     // leading "-" gives offset 0. Returns the entry's length (20 with a two-byte line end, 19
     // with one, 18 without), or 0 when fewer than 18 bytes remain before end.
-    static uint32_t getOffset(uint64_t* offset, uint32_t* generation, char* flag,
-                              const char* entry, const char* end);
+    static uint32_t getOffset(uint64_t* offset, uint32_t* generation, char* flag, const char* entry,
+                              const char* end);
 
     // Enters this section's objects in the document's table (newer sections are set up later
     // and overwrite). False when an entry does not lead to its object: the table is unusable.
@@ -109,7 +109,8 @@ private:
     bool acceptsNumber(uint32_t number);
     // The object of a scan hit, parsed from the file cut at the next header (so that a damaged
     // object cannot make the scan read the rest of the file again).
-    KPPDFRef<KPPDFObjectDictionary> scannedDictionary(size_t hit, KPPDFRef<KPPDFObjectStream>* stream);
+    KPPDFRef<KPPDFObjectDictionary> scannedDictionary(size_t hit,
+                                                      KPPDFRef<KPPDFObjectStream>* stream);
     // Enters the objects of a scanned object stream; streamNumbers holds the numbers of all
     // object streams found, which no compressed entry may replace.
     void enterScannedObjectStream(size_t hit, const std::vector<uint32_t>& streamNumbers);

@@ -48,7 +48,8 @@ uint32_t resolveAll(KPPDFDocument& document) {
 
 std::string titleOf(const KPPDFRef<KPPDFObject>& object) {
     auto dictionary = KPPDFCast<KPPDFObjectDictionary>(KPPDFObject::resolve(object));
-    auto title = dictionary ? dictionary->resolvedObjectForKey<KPPDFObjectString>("Title") : nullptr;
+    auto title =
+        dictionary ? dictionary->resolvedObjectForKey<KPPDFObjectString>("Title") : nullptr;
     return title ? title->stringValue() : std::string("<none>");
 }
 
@@ -80,20 +81,20 @@ TEST(KPPDFDocumentOpening, EveryFixtureOpensWithItsResultCode) {
         uint32_t objectCount; // Size, or the highest number when Size is smaller
     };
     const Case cases[] = {
-        {"aes_128.pdf", 3, 22, 23},           {"bad_startxref.pdf", 0, 8, 9},
-        {"bad_xref_offsets.pdf", 0, 8, 9},    {"base.pdf", 0, 21, 22},
-        {"classic_cr.pdf", 0, 8, 9},          {"classic_crlf.pdf", 0, 8, 9},
-        {"classic_lf.pdf", 0, 8, 9},          {"dests_both.pdf", 0, 15, 16},
-        {"dests_catalog.pdf", 0, 17, 19},     {"dests_nametree.pdf", 0, 22, 24},
-        {"hybrid.pdf", 0, 13, 14},            {"long_header.pdf", 2, 0, 0},
-        {"multi_revision.pdf", 0, 10, 11},    {"not_pdf.pdf", 2, 0, 0},
-        {"outline.pdf", 0, 28, 35},           {"pagetree_count.pdf", 0, 11, 12},
-        {"pagetree_cycle.pdf", 0, 11, 12},    {"pagetree_deep.pdf", 0, 28, 29},
-        {"pagetree_inherit.pdf", 0, 15, 16},  {"prev_loop_self.pdf", 0, 8, 9},
-        {"prev_loop_two.pdf", 0, 8, 9},       {"rc4_128_empty.pdf", 0, 21, 22},
-        {"rc4_128_user.pdf", 1, 22, 23},      {"rc4_40_empty.pdf", 0, 21, 22},
-        {"rc4_40_user.pdf", 1, 22, 23},       {"size_small.pdf", 0, 8, 8},
-        {"truncated.pdf", 2, 0, 0},           {"xref19.pdf", 0, 8, 9},
+        {"aes_128.pdf", 3, 22, 23},          {"bad_startxref.pdf", 0, 8, 9},
+        {"bad_xref_offsets.pdf", 0, 8, 9},   {"base.pdf", 0, 21, 22},
+        {"classic_cr.pdf", 0, 8, 9},         {"classic_crlf.pdf", 0, 8, 9},
+        {"classic_lf.pdf", 0, 8, 9},         {"dests_both.pdf", 0, 15, 16},
+        {"dests_catalog.pdf", 0, 17, 19},    {"dests_nametree.pdf", 0, 22, 24},
+        {"hybrid.pdf", 0, 13, 14},           {"long_header.pdf", 2, 0, 0},
+        {"multi_revision.pdf", 0, 10, 11},   {"not_pdf.pdf", 2, 0, 0},
+        {"outline.pdf", 0, 28, 35},          {"pagetree_count.pdf", 0, 11, 12},
+        {"pagetree_cycle.pdf", 0, 11, 12},   {"pagetree_deep.pdf", 0, 28, 29},
+        {"pagetree_inherit.pdf", 0, 15, 16}, {"prev_loop_self.pdf", 0, 8, 9},
+        {"prev_loop_two.pdf", 0, 8, 9},      {"rc4_128_empty.pdf", 0, 21, 22},
+        {"rc4_128_user.pdf", 1, 22, 23},     {"rc4_40_empty.pdf", 0, 21, 22},
+        {"rc4_40_user.pdf", 1, 22, 23},      {"size_small.pdf", 0, 8, 8},
+        {"truncated.pdf", 2, 0, 0},          {"xref19.pdf", 0, 8, 9},
         {"xref_stream.pdf", 0, 23, 24},
     };
     LogCapture log;
@@ -230,13 +231,14 @@ TEST(KPPDFDocumentOpening, ClassicTablesAndTheirQuirks) {
     size_t xref = base.size() + update.size();
     char entry[32];
     std::snprintf(entry, sizeof entry, "%010zu 00001 n\r\n", updateOffset);
-    std::string revised = base + update + "xref\n3 1\n" + entry + "trailer\n<< /Size 4 /Root 1 0 R /Prev " +
-                          std::to_string(twice.startxref()) +
-                          " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+    std::string revised =
+        base + update + "xref\n3 1\n" + entry + "trailer\n<< /Size 4 /Root 1 0 R /Prev " +
+        std::to_string(twice.startxref()) + " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
     auto updated = openBytes(revised, &result);
     ASSERT_NE(updated, nullptr);
     EXPECT_EQ(chainLength(*updated), 2);
-    auto three = KPPDFCast<KPPDFObjectString>(KPPDFObject::resolve(updated->objectWithNumber(3, 0)));
+    auto three =
+        KPPDFCast<KPPDFObjectString>(KPPDFObject::resolve(updated->objectWithNumber(3, 0)));
     ASSERT_NE(three, nullptr);
     EXPECT_EQ(three->stringValue(), "generation one");
     EXPECT_EQ(three->generation(), 1u);
@@ -300,7 +302,8 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
     }
 
     // "Prev" loops end at the repeat, without a repair.
-    for (const auto& [file, sections] : {std::pair{"prev_loop_self.pdf", 1}, {"prev_loop_two.pdf", 2}}) {
+    for (const auto& [file, sections] :
+         {std::pair{"prev_loop_self.pdf", 1}, {"prev_loop_two.pdf", 2}}) {
         SCOPED_TRACE(file);
         log.clear();
         auto document = openFixture(file, &result);
@@ -341,9 +344,9 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
     EXPECT_TRUE(bounded->pagesObject()->hasName("Type", "Pages"));
 
     // Without startxref and %%EOF, or without any catalog, it is not a PDF.
-    for (std::string broken : {pdf.substr(0, pdf.rfind("startxref")),
-                               pdf.substr(0, pdf.rfind("%%EOF")),
-                               replaceOnce(pdf, "/Catalog", "/Katalog")}) {
+    for (std::string broken :
+         {pdf.substr(0, pdf.rfind("startxref")), pdf.substr(0, pdf.rfind("%%EOF")),
+          replaceOnce(pdf, "/Catalog", "/Katalog")}) {
         EXPECT_EQ(openBytes(broken, &result), nullptr);
         EXPECT_EQ(result, KPPDFDocumentNotPDF);
     }
@@ -410,9 +413,8 @@ TEST(KPPDFDocumentOpening, HandMadeObjectStreams) {
     size_t o2 = pdf.size();
     pdf += "2 0 obj\n<< /Type /Pages /Kids [] /Count 0 >>\nendobj\n";
     size_t o3 = pdf.size();
-    pdf += "3 0 obj\n<< /Type /ObjStm /N 2 /First " + std::to_string(header.size()) +
-           " /Length " + std::to_string(body.size()) + " >>\nstream\n" + body +
-           "\nendstream\nendobj\n";
+    pdf += "3 0 obj\n<< /Type /ObjStm /N 2 /First " + std::to_string(header.size()) + " /Length " +
+           std::to_string(body.size()) + " >>\nstream\n" + body + "\nendstream\nendobj\n";
     size_t o6 = pdf.size();
     // Entries: type 1 (offset, gen) or 2 (stream, index); widths 1 2 1.
     auto e = [](int type, size_t field2, int field3) {
@@ -458,16 +460,17 @@ TEST(KPPDFDocumentOpening, FileIdentifierGetsAFreshSecondHalf) {
     for (auto* document : {first.get(), second.get()}) {
         ASSERT_NE(document->docID(), nullptr);
         ASSERT_EQ(document->docID()->count(), 2u);
-        EXPECT_EQ(KPPDFCast<KPPDFObjectString>(document->docID()->resolvedObjectAtIndex(0))
-                      ->stringData(),
-                  "KPPDF fixture!");
+        EXPECT_EQ(
+            KPPDFCast<KPPDFObjectString>(document->docID()->resolvedObjectAtIndex(0))->stringData(),
+            "KPPDF fixture!");
         EXPECT_EQ(KPPDFCast<KPPDFObjectString>(document->docID()->resolvedObjectAtIndex(1))
                       ->stringData()
                       .size(),
                   16u);
     }
-    EXPECT_NE(KPPDFCast<KPPDFObjectString>(first->docID()->resolvedObjectAtIndex(1))->stringData(),
-              KPPDFCast<KPPDFObjectString>(second->docID()->resolvedObjectAtIndex(1))->stringData());
+    EXPECT_NE(
+        KPPDFCast<KPPDFObjectString>(first->docID()->resolvedObjectAtIndex(1))->stringData(),
+        KPPDFCast<KPPDFObjectString>(second->docID()->resolvedObjectAtIndex(1))->stringData());
 
     // Without an ID, the new value stands twice.
     TestPDFBuilder builder;
@@ -484,7 +487,8 @@ TEST(KPPDFDocumentOpening, DamagedBytesNeverCrash) {
     // and resolving everything must end without a fault (the sanitizers watch).
     LogCapture log;
     std::mt19937 random(20240611);
-    for (const char* file : {"classic_lf.pdf", "xref_stream.pdf", "hybrid.pdf", "rc4_40_empty.pdf"}) {
+    for (const char* file :
+         {"classic_lf.pdf", "xref_stream.pdf", "hybrid.pdf", "rc4_40_empty.pdf"}) {
         SCOPED_TRACE(file);
         std::string bytes = KPPDFData::dataWithContentsOfFile(fixturePath(file)).string();
         for (size_t length = 0; length <= bytes.size(); length += 13) {

@@ -21,8 +21,9 @@ KPPDFRef<KPPDFDocument> openFixture(const std::string& name, int32_t* result) {
 }
 
 std::string infoString(KPPDFDocument& document, const char* key) {
-    auto info = document.trailer()->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>(
-        "Info");
+    auto info =
+        document.trailer()->trailerDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>(
+            "Info");
     auto value = info ? info->resolvedObjectForKey<KPPDFObjectString>(key) : nullptr;
     return value ? value->stringValue() : std::string("<none>");
 }
@@ -73,7 +74,8 @@ TEST(KPPDFDocumentSecurity, EmptyUserPasswordOpensWithoutAsking) {
         // from them again is the same.
         EXPECT_EQ(document->computeKeyForPassword("", c.revision), document->encryptKey());
         // The owner password recomputes the O entry qpdf wrote.
-        EXPECT_EQ(document->ownerValueFor("owner", "", c.revision), dictionaryString(*document, "O"));
+        EXPECT_EQ(document->ownerValueFor("owner", "", c.revision),
+                  dictionaryString(*document, "O"));
         std::string u = dictionaryString(*document, "U");
         EXPECT_EQ(document->userValueFor("", c.revision).substr(0, 16), u.substr(0, 16));
     }

@@ -19,7 +19,9 @@ namespace {
 // Deeper trees than this are not walked (the fixtures go six levels down).
 constexpr int kMaxWalkDepth = 64;
 
-std::string openFolder() { return std::string(KPPDF_TEST_DATA) + "/open/"; }
+std::string openFolder() {
+    return std::string(KPPDF_TEST_DATA) + "/open/";
+}
 
 // Leaves reached from a page tree node; nodes seen before (a cycle) are not entered again.
 int countPages(const KPPDFRef<KPPDFObjectDictionary>& node,
@@ -43,8 +45,8 @@ void collectTitles(KPPDFRef<KPPDFObjectDictionary> item,
     while (item && depth <= kMaxWalkDepth && visited.insert(item.get()).second) {
         auto title = item->resolvedObjectForKey<KPPDFObjectString>("Title");
         titles.push_back(title ? title->stringValue() : std::string());
-        collectTitles(item->resolvedObjectForKey<KPPDFObjectDictionary>("First"), visited, depth + 1,
-                      titles);
+        collectTitles(item->resolvedObjectForKey<KPPDFObjectDictionary>("First"), visited,
+                      depth + 1, titles);
         item = item->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
     }
 }
@@ -75,10 +77,11 @@ TEST(KPPDFOracle, PagesAndOutlinesMatchOtherReaders) {
 
         std::vector<std::string> titles;
         visited.clear();
-        auto outlines = document->rootObject()->resolvedObjectForKey<KPPDFObjectDictionary>("Outlines");
+        auto outlines =
+            document->rootObject()->resolvedObjectForKey<KPPDFObjectDictionary>("Outlines");
         if (outlines)
-            collectTitles(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"), visited, 0,
-                          titles);
+            collectTitles(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"), visited,
+                          0, titles);
         EXPECT_EQ(titles, facts.at("outline").get<std::vector<std::string>>());
     }
 }

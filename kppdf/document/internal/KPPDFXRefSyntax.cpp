@@ -51,16 +51,14 @@ uint64_t KPPDFXRefSyntax::skipWhitespace(const KPPDFData& data, uint64_t offset)
     return std::min<uint64_t>(offset, data.length());
 }
 
-bool KPPDFXRefSyntax::hasKeyword(const KPPDFData& data, uint64_t offset,
-                                 std::string_view keyword) {
+bool KPPDFXRefSyntax::hasKeyword(const KPPDFData& data, uint64_t offset, std::string_view keyword) {
     return offset <= data.length() && data.length() - offset >= keyword.size() &&
            std::memcmp(data.chars() + offset, keyword.data(), keyword.size()) == 0;
 }
 
 bool KPPDFXRefSyntax::isTokenEnd(const KPPDFData& data, uint64_t offset) {
-    return offset >= data.length() ||
-           (KPPDFDocumentCharLookup[data.bytes()[offset]] &
-            (KPPDFCharWhitespace | KPPDFCharDelimiter));
+    return offset >= data.length() || (KPPDFDocumentCharLookup[data.bytes()[offset]] &
+                                       (KPPDFCharWhitespace | KPPDFCharDelimiter));
 }
 
 bool KPPDFXRefSyntax::readObjectHeader(const KPPDFData& data, uint64_t offset,
