@@ -296,6 +296,10 @@ protected:
     bool repaired_ = false;
 
     std::vector<KPPDFRef<KPPDFPage>> pages_;
+    // pageForReference's index: (number << 32 | generation) to position in pages_.
+    std::unordered_map<uint64_t, uint32_t> pageIndex_;
+    size_t pageIndexSize_ = SIZE_MAX;
+    bool pageIndexStale_ = false;
     KPPDFObjectMap dests_;
     KPPDFRef<KPPDFOutline> outlines_;
 

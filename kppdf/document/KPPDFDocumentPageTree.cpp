@@ -126,6 +126,7 @@ KPPDFColor outlineColor(KPPDFObjectDictionary& item) {
 } // namespace
 
 bool KPPDFDocument::prepPages() {
+    pageIndexSize_ = SIZE_MAX;
     pages_.clear();
     if (!pagesObject_)
         return false;
@@ -335,11 +336,35 @@ KPPDFRef<KPPDFPage> KPPDFDocument::pageForReference(const KPPDFRef<KPPDFObject>&
     // Pages made in memory have number 0 and are never named by a reference.
     if (number == 0)
         return nullptr;
-    for (const auto& page : pages_) {
+    // Outlines and links ask for thousands of pages: an index by object number answers them,
+    // and is made again whenever an answer shows that the page list has changed since.
+    auto matches = [&](size_t index) {
+        const auto& page = pages_[index];
         const auto& dictionary = page ? page->pageDictionary() : nullptr;
-        if (dictionary && dictionary->objectNumber() == number &&
-            dictionary->generation() == generation)
-            return page;
+        return dictionary && dictionary->objectNumber() == number &&
+               dictionary->generation() == generation;
+    };
+    uint64_t key = (uint64_t(number) << 32) | generation;
+    for (int attempt = 0; attempt < 2; attempt++) {
+        if (attempt == 1 || pageIndexSize_ != pages_.size()) {
+            if (attempt == 1 && pageIndexSize_ == pages_.size() && !pageIndexStale_)
+                break;
+            pageIndex_.clear();
+            for (size_t i = 0; i < pages_.size(); i++)
+                if (pages_[i] && pages_[i]->pageDictionary())
+                    pageIndex_.emplace((uint64_t(pages_[i]->pageDictionary()->objectNumber()) << 32) |
+                                           pages_[i]->pageDictionary()->generation(),
+                                       static_cast<uint32_t>(i));
+            pageIndexSize_ = pages_.size();
+            pageIndexStale_ = false;
+        }
+        auto found = pageIndex_.find(key);
+        if (found != pageIndex_.end() && found->second < pages_.size() && matches(found->second))
+            return pages_[found->second];
+        if (found != pageIndex_.end())
+            pageIndexStale_ = true;
+        else if (attempt == 0)
+            break;
     }
     return nullptr;
 }
@@ -349,6 +374,7 @@ KPPDFRef<KPPDFPage> KPPDFDocument::pageAtIndex(uint32_t index) const {
 }
 
 void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
+    pageIndexSize_ = SIZE_MAX;
     if (!page)
         return;
     if (index > pages_.size()) {
@@ -359,6 +385,7 @@ void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
 }
 
 void KPPDFDocument::removePageAtIndex(uint32_t index) {
+    pageIndexSize_ = SIZE_MAX;
     if (index >= pages_.size()) {
         KPPDFLog("No page at index %u of %zu", index, pages_.size());
         return;
@@ -367,6 +394,7 @@ void KPPDFDocument::removePageAtIndex(uint32_t index) {
 }
 
 void KPPDFDocument::setPagesFromArray(std::vector<KPPDFRef<KPPDFPage>> pages) {
+    pageIndexSize_ = SIZE_MAX;
     pages_ = std::move(pages);
 }
 

@@ -63,7 +63,8 @@ bool KPPDFTrailer::readStream(uint64_t offset) {
     const KPPDFData& data = document_->docData();
     KPPDFXRefSyntax::ObjectHeader header;
     if (!KPPDFXRefSyntax::readObjectHeader(data, offset, &header)) {
-        KPPDFLog("No cross-reference section at offset %llu", static_cast<unsigned long long>(offset));
+        KPPDFLog("No cross-reference section at offset %llu",
+                 static_cast<unsigned long long>(offset));
         return false;
     }
     offset_ = offset;
@@ -82,8 +83,8 @@ bool KPPDFTrailer::readStream(uint64_t offset) {
     uint64_t entryWidth = 0;
     for (size_t i = 0; widthsUsable && i < 3; i++) {
         uint64_t width = 0;
-        widthsUsable = nonNegativeInteger(widths->resolvedObjectAtIndex(i), &width) &&
-                       width <= kMaxFieldWidth;
+        widthsUsable =
+            nonNegativeInteger(widths->resolvedObjectAtIndex(i), &width) && width <= kMaxFieldWidth;
         widths_[i] = static_cast<uint32_t>(width);
         entryWidth += width;
     }
@@ -196,7 +197,27 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         KPPDFLog("Object %u is not in object stream %u", number, location.stream);
         return nullptr;
     }
-    KPPDFRef<KPPDFObject> object = parseObject(this, entry->offset, index.data, false, true);
+    // The object's text ends where the next one starts: bounded so, an array or dictionary is
+    // bound lazily like one in the file body, and is copied as its bytes stand when written.
+    uint64_t end = index.data.length();
+    size_t position = static_cast<size_t>(entry - index.entries.data());
+    if (position + 1 < index.entries.size() && index.entries[position + 1].offset > entry->offset) {
+        end = index.entries[position + 1].offset; // the usual order: ascending offsets
+    } else {
+        for (const auto& other : index.entries)
+            if (other.offset > entry->offset && other.offset < end)
+                end = other.offset;
+    }
+    KPPDFData text = index.data.subdata(0, static_cast<size_t>(end));
+    KPPDFRef<KPPDFObject> object = parseObject(this, entry->offset, text, false, false);
+    if (object && (object->objectType() == KPPDFObjectTypeArray ||
+                   object->objectType() == KPPDFObjectTypeDictionary)) {
+        uint64_t start = object->dataRange().location;
+        bool lazy = object->asArray() ? !object->asArray()->isParsed()
+                                      : !object->asDictionary()->isParsed();
+        if (lazy && end > start)
+            object->setRawLength(static_cast<uint32_t>(end - start));
+    }
     if (!object || object->objectType() == KPPDFObjectTypeStream) {
         // ISO 32000-1, 7.5.7: a stream can never be kept in an object stream.
         KPPDFLog("Unable to read object %u from object stream %u", number, location.stream);

@@ -13,7 +13,7 @@ public:
                                                  KPPDFDocument* document);
 
     float realValue() const override { return value_; }
-    void setRealValue(float value) { value_ = value, rawLength_ = 0; }
+    void setRealValue(float value) { value_ = value, rawLength_ = 0, sourceText_.clear(); }
     // Truncated toward zero; beyond the range of long long (or not a number) it saturates.
     long long longLongValue() const override;
     uint32_t rawLength() const override;
@@ -27,4 +27,8 @@ public:
 
 private:
     float value_ = 0.0f;
+    // The text a real was read from, kept only when a float cannot hold its value (595.2756
+    // would be written 595.275635): such a number is written back as it stood, so that a page
+    // box does not move by a fraction of a point with every save.
+    std::string sourceText_;
 };

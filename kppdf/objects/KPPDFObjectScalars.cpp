@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "kppdf/document/KPPDFDocument.h"
@@ -16,6 +17,9 @@
 #include "kppdf/platform/KPPDFLog.h"
 
 namespace {
+// Longest number text a real keeps to be written back as it stood.
+constexpr size_t kMaxKeptRealText = 32;
+
 bool hasBytesAt(const KPPDFData& data, uint64_t offset, std::string_view bytes) {
     return offset <= data.length() && data.length() - offset >= bytes.size() &&
            std::memcmp(data.bytes() + offset, bytes.data(), bytes.size()) == 0;
@@ -182,6 +186,14 @@ KPPDFRef<KPPDFObjectReal> KPPDFObjectReal::realWithPtr(const char* ptr, uint32_t
     auto object = std::make_shared<KPPDFObjectReal>(value);
     object->document_ = document;
     object->rawLength_ = static_cast<uint32_t>(end - ptr);
+    size_t textLength = static_cast<size_t>(end - ptr);
+    if (textLength <= kMaxKeptRealText && std::isfinite(value)) {
+        char text[kMaxKeptRealText + 1];
+        std::memcpy(text, ptr, textLength);
+        text[textLength] = '\0';
+        if (std::strtod(text, nullptr) != static_cast<double>(value))
+            object->sourceText_.assign(ptr, textLength);
+    }
     return object;
 }
 
@@ -224,6 +236,10 @@ uint32_t KPPDFObjectReal::rawLength() const {
 }
 
 bool KPPDFObjectReal::appendDirectObject(std::string& out) {
+    if (!sourceText_.empty()) {
+        out.append(sourceText_);
+        return true;
+    }
     appendReal(value_, out);
     return true;
 }
@@ -231,6 +247,7 @@ bool KPPDFObjectReal::appendDirectObject(std::string& out) {
 KPPDFRef<KPPDFObject> KPPDFObjectReal::copy() const {
     auto copy = std::make_shared<KPPDFObjectReal>(value_);
     copy->document_ = document_;
+    copy->sourceText_ = sourceText_;
     return copy;
 }
 

@@ -2,13 +2,17 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <fstream>
+#include <iterator>
 #include <regex>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFDocumentSaveProgress.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFNotificationCenter.h"
 #include "support/LogCapture.h"
 #include "support/TestPDFBuilder.h"
@@ -174,4 +178,138 @@ TEST(KPPDFDocumentWriter, FlatRewriteWritesFreeEntriesForGaps) {
     ASSERT_TRUE(again);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(again->pageCount(), 1u);
+}
+
+namespace {
+// Pages rendered by pdftoppm at 72 dpi, as raw PPM bytes per page.
+std::vector<std::string> render(const std::string& path, const std::string& folder,
+                                const std::string& password = "") {
+    std::string prefix = folder + "/render";
+    std::string options = password.empty() ? "" : " -upw " + quote(password);
+    run("rm -f " + quote(prefix) + "-*.ppm; pdftoppm -r 72" + options + " " + quote(path) + " " +
+        quote(prefix));
+    std::vector<std::string> pages;
+    for (int i = 1;; i++) {
+        std::ifstream in;
+        for (const char* format : {"%s-%d.ppm", "%s-%02d.ppm", "%s-%03d.ppm"}) {
+            char name[512];
+            std::snprintf(name, sizeof name, format, prefix.c_str(), i);
+            in.open(name, std::ios::binary);
+            if (in)
+                break;
+        }
+        if (!in)
+            break;
+        pages.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return pages;
+}
+
+// The share of samples that differ visibly. Reals are written with six decimals, so a box of
+// 841.8898 comes back as 841.889771: edges move by far less than a pixel, and anti-aliasing
+// shifts a few levels; such shifts are not differences.
+double differingFraction(const std::string& a, const std::string& b) {
+    if (a.size() != b.size())
+        return 1.0;
+    constexpr int kVisible = 48;
+    size_t differing = 0;
+    for (size_t i = 0; i < a.size(); i++)
+        differing += std::abs(int(uint8_t(a[i])) - int(uint8_t(b[i]))) > kVisible;
+    return a.empty() ? 0.0 : static_cast<double>(differing) / static_cast<double>(a.size());
+}
+
+size_t annotationCount(KPPDFDocument& document, uint32_t page) {
+    auto dictionary = document.pageAtIndex(page)->pageDictionary();
+    auto annots = dictionary->resolvedObjectForKey<KPPDFObjectArray>("Annots");
+    return annots ? annots->count() : 0;
+}
+} // namespace
+
+TEST(KPPDFDocumentWriter, RewriteLooksTheSameAndKeepsAnnotationsOutlineAndInfo) {
+    if (!tool_runner::available("pdftoppm"))
+        GTEST_SKIP() << "pdftoppm is needed";
+    tool_runner::TemporaryFolder folder;
+    for (const char* name : {"sample.pdf", "open/pagetree_inherit.pdf", "open/xref_stream.pdf"}) {
+        SCOPED_TRACE(name);
+        std::string input = kData + "/" + name;
+        KPPDFRef<KPPDFDocument> document = open(input);
+        ASSERT_TRUE(document);
+        ASSERT_TRUE(document->writeUpdatedDocument(folder.file("out.pdf")));
+        std::vector<std::string> before = render(input, folder.file(""));
+        std::vector<std::string> after = render(folder.file("out.pdf"), folder.file(""));
+        ASSERT_EQ(before.size(), after.size());
+        for (size_t i = 0; i < before.size(); i++)
+            EXPECT_LE(differingFraction(before[i], after[i]), 0.001) << "page " << i + 1;
+        KPPDFRef<KPPDFDocument> again = open(folder.file("out.pdf"));
+        ASSERT_TRUE(again);
+        ASSERT_EQ(again->pageCount(), document->pageCount());
+        for (uint32_t i = 0; i < document->pageCount(); i++)
+            EXPECT_EQ(annotationCount(*again, i), annotationCount(*document, i));
+        EXPECT_EQ(again->dests().size(), document->dests().size());
+        std::string outlineBefore, outlineAfter;
+        std::string tool = KPPDF_TOOL_PATH;
+        run(quote(tool) + " outline " + quote(input), &outlineBefore);
+        run(quote(tool) + " outline " + quote(folder.file("out.pdf")), &outlineAfter);
+        EXPECT_EQ(outlineAfter, outlineBefore);
+        std::string infoBefore, infoAfter;
+        run("pdfinfo " + quote(input) + " | grep -E '^(Title|Author|Subject):'", &infoBefore);
+        run("pdfinfo " + quote(folder.file("out.pdf")) + " | grep -E '^(Title|Author|Subject):'",
+            &infoAfter);
+        EXPECT_EQ(infoAfter, infoBefore);
+    }
+}
+
+TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
+    if (!tool_runner::available("qpdf") || !tool_runner::available("pdftotext"))
+        GTEST_SKIP() << "qpdf and pdftotext are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    // Files encrypted by qpdf keep their handler and passwords.
+    for (const char* name : {"rc4_40_user.pdf", "rc4_128_user.pdf", "rc4_128_empty.pdf"}) {
+        SCOPED_TRACE(name);
+        std::string input = kData + "/open/" + name;
+        bool empty = std::string(name).find("empty") != std::string::npos;
+        std::string password = empty ? "" : "user";
+        int32_t result = -1;
+        KPPDFRef<KPPDFDocument> document = open(input, &result);
+        ASSERT_TRUE(document);
+        if (!empty) {
+            ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
+            ASSERT_EQ(document->validatePassword("user"), 0);
+        }
+        ASSERT_EQ(document->encryptionStatus(), 2);
+        std::string output = folder.file(name);
+        ASSERT_TRUE(document->writeUpdatedDocument(output));
+        EXPECT_NE(check(output, password), 2);
+        EXPECT_EQ(text(output, password), text(input, password));
+        std::string encryption;
+        run("qpdf --show-encryption --password=owner " + quote(output), &encryption);
+        EXPECT_NE(encryption.find("Supplied password is owner password"), std::string::npos)
+            << encryption;
+        // Strings are encrypted: the title is not in the file as plain text.
+        std::ifstream in(output, std::ios::binary);
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        EXPECT_EQ(bytes.find("Fixture base document"), std::string::npos);
+    }
+    // New passwords on a plain file, and encryption removed again.
+    KPPDFRef<KPPDFDocument> plain = open(kData + "/sample.pdf");
+    ASSERT_TRUE(plain);
+    plain->setUserPassword("u1", "o1", -4);
+    EXPECT_EQ(plain->accessPermissions(), 0xFC);
+    ASSERT_TRUE(plain->writeUpdatedDocument(folder.file("new.pdf")));
+    EXPECT_NE(check(folder.file("new.pdf"), "u1"), 2);
+    EXPECT_EQ(check(folder.file("new.pdf")), 2) << "opened without the password";
+    EXPECT_EQ(text(folder.file("new.pdf"), "u1"), text(kData + "/sample.pdf"));
+    int32_t result = -1;
+    KPPDFRef<KPPDFDocument> reread = open(folder.file("new.pdf"), &result);
+    ASSERT_TRUE(reread);
+    EXPECT_EQ(result, KPPDFDocumentPasswordNeeded);
+    EXPECT_EQ(reread->validatePassword("o1"), 0);
+    EXPECT_TRUE(reread->isOwner());
+    reread->removeEncryption();
+    ASSERT_TRUE(reread->writeUpdatedDocument(folder.file("plain.pdf")));
+    std::string encryption;
+    run("qpdf --show-encryption " + quote(folder.file("plain.pdf")), &encryption);
+    EXPECT_NE(encryption.find("File is not encrypted"), std::string::npos);
+    EXPECT_EQ(text(folder.file("plain.pdf")), text(kData + "/sample.pdf"));
 }
