@@ -5,6 +5,7 @@
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFCharLookup.h"
+#include "kppdf/objects/internal/KPPDFGraphWalk.h"
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
 #include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
@@ -167,28 +168,11 @@ KPPDFRef<KPPDFObject> KPPDFObjectArray::copy() const {
 }
 
 KPPDFObjectList KPPDFObjectArray::subobjects(KPPDFVisitedSet& visited) {
-    KPPDFObjectList result;
-    for (auto& element : value()) {
-        if (!element || visited.count(element.get()))
-            continue;
-        KPPDFObjectList more = element->subobjects(visited);
-        for (auto& object : more)
-            visited.insert(object.get());
-        result.insert(result.end(), more.begin(), more.end());
-    }
-    return result;
+    return KPPDFWalkSubobjects(*this, visited);
 }
 
 void KPPDFObjectArray::markSubobjects(KPPDFMarkBytes& marks) {
-    for (auto& element : value()) {
-        if (!element)
-            continue;
-        uint32_t number = element->objectNumber();
-        if (number && isMarked(marks, number) &&
-            element->objectType() != KPPDFObjectTypeReference)
-            continue;
-        element->markSubobjects(marks);
-    }
+    KPPDFWalkMarkSubobjects(*this, marks);
 }
 
 void KPPDFObjectArray::fixReferences(const KPPDFReferenceFixMap& map) {

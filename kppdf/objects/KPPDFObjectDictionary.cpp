@@ -7,6 +7,7 @@
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/internal/KPPDFGraphWalk.h"
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
 #include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
@@ -298,28 +299,11 @@ KPPDFRef<KPPDFObject> KPPDFObjectDictionary::copy() const {
 }
 
 KPPDFObjectList KPPDFObjectDictionary::subobjects(KPPDFVisitedSet& visited) {
-    KPPDFObjectList result;
-    for (auto& [key, entry] : value()) {
-        if (!entry || visited.count(entry.get()))
-            continue;
-        KPPDFObjectList more = entry->subobjects(visited);
-        for (auto& object : more)
-            visited.insert(object.get());
-        result.insert(result.end(), more.begin(), more.end());
-    }
-    return result;
+    return KPPDFWalkSubobjects(*this, visited);
 }
 
 void KPPDFObjectDictionary::markSubobjects(KPPDFMarkBytes& marks) {
-    for (auto& [key, entry] : value()) {
-        if (!entry)
-            continue;
-        uint32_t number = entry->objectNumber();
-        if (number && isMarked(marks, number) &&
-            entry->objectType() != KPPDFObjectTypeReference)
-            continue;
-        entry->markSubobjects(marks);
-    }
+    KPPDFWalkMarkSubobjects(*this, marks);
 }
 
 void KPPDFObjectDictionary::fixReferences(const KPPDFReferenceFixMap& map) {

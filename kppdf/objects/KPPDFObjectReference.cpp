@@ -6,6 +6,7 @@
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
+#include "kppdf/objects/internal/KPPDFGraphWalk.h"
 #include "kppdf/objects/internal/KPPDFWriteContext.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFColor.h"
@@ -181,28 +182,11 @@ KPPDFRef<KPPDFObject> KPPDFObjectReference::copy() const {
 }
 
 KPPDFObjectList KPPDFObjectReference::subobjects(KPPDFVisitedSet& visited) {
-    KPPDFRef<KPPDFObject> target = resolvedObject();
-    if (!target || visited.count(target.get()))
-        return {};
-    visited.insert(target.get());
-    KPPDFObjectList result{target};
-    KPPDFObjectList more = target->subobjects(visited);
-    result.insert(result.end(), more.begin(), more.end());
-    return result;
+    return KPPDFWalkSubobjects(*this, visited);
 }
 
 void KPPDFObjectReference::markSubobjects(KPPDFMarkBytes& marks) {
-    KPPDFRef<KPPDFObject> target = resolvedObject();
-    if (!target)
-        return;
-    uint32_t number = target->objectNumber();
-    if (isMarked(marks, number))
-        return;
-    if (document_ && number)
-        document_->setObject(target, number, generation_);
-    markNumber(marks, number);
-    if (number)
-        target->markSubobjects(marks);
+    KPPDFWalkMarkSubobjects(*this, marks);
 }
 
 void KPPDFObjectReference::fixReferences(const KPPDFReferenceFixMap& map) {
