@@ -149,8 +149,20 @@ uint64_t KPPDFXRefSyntax::find(const KPPDFData& data, std::string_view pattern, 
     to = std::min<uint64_t>(to, data.length());
     if (pattern.empty() || from >= to || to - from < pattern.size())
         return npos;
-    const void* hit = memmem(data.chars() + from, to - from, pattern.data(), pattern.size());
-    return hit ? static_cast<uint64_t>(static_cast<const char*>(hit) - data.chars()) : npos;
+    // memchr reads only up to its hit; memmem may look at the whole rest of the buffer (the
+    // sanitizers' version does), which made a scan over many hits quadratic.
+    const char* base = data.chars();
+    const char* p = base + from;
+    const char* last = base + (to - pattern.size()); // the last place a match can start
+    while (p <= last) {
+        p = static_cast<const char*>(std::memchr(p, pattern[0], static_cast<size_t>(last - p) + 1));
+        if (!p)
+            return npos;
+        if (std::memcmp(p, pattern.data(), pattern.size()) == 0)
+            return static_cast<uint64_t>(p - base);
+        p++;
+    }
+    return npos;
 }
 
 uint64_t KPPDFXRefSyntax::findLast(const KPPDFData& data, std::string_view pattern, uint64_t to) {
