@@ -210,11 +210,6 @@ void KPPDFObjectDictionary::resolveEntries() {
         KPPDFObject::resolve(entry);
 }
 
-KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolveTarget() {
-    resolveEntries();
-    return nullptr;
-}
-
 KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::mergeWithDictionary(
     KPPDFObjectDictionary& other) {
     return merge(*this, other, 0);

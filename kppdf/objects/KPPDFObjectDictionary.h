@@ -46,7 +46,9 @@ public:
     KPPDFRef<KPPDFObject> subtype() { return objectForKey("Subtype"); }
     // True when the resolved entry is the name given.
     bool hasName(std::string_view key, std::string_view name);
-    // Resolves every entry (so that all references it holds cache their targets).
+    // Resolves every entry (so that all references it holds cache their targets). Resolving
+    // the dictionary itself (KPPDFObject::resolve) does not do this: it would parse every
+    // dictionary that a reference leads to, and untouched objects must stay untouched.
     void resolveEntries();
     // A new dictionary: this one's entries with other's merged in (nested dictionaries merged,
     // arrays concatenated, other kinds kept from this one; keys only other has are added).
@@ -62,9 +64,6 @@ public:
     void setContainer(KPPDFObject* container) override;
     std::string description() const override;
     void disconnect() override;
-
-protected:
-    KPPDFRef<KPPDFObject> resolveTarget() override;
 
 private:
     uint64_t offset_ = 0;
