@@ -107,24 +107,24 @@ void KPPDFDestination::initRemote(KPPDFObjectDictionary& action, KPPDFDocument& 
         url_ = fileURLForPath(text, directory);
         return;
     }
-    KPPDFObjectDictionary* specification = file ? file->asDictionary() : nullptr;
-    if (!specification)
+    KPPDFObjectDictionary* fileDictionary = file ? file->asDictionary() : nullptr;
+    if (!fileDictionary)
         return;
-    // A file specification dictionary, ISO 32000-1, 7.11.3.
-    auto system = specification->resolvedObjectForKey<KPPDFObjectName>("FS");
+    // A file dictionary (Type Filespec), ISO 32000-1, 7.11.3.
+    auto system = fileDictionary->resolvedObjectForKey<KPPDFObjectName>("FS");
     std::string name;
-    bool hasName = textOf(specification->resolvedObjectForKey("F"), &name);
+    bool hasName = textOf(fileDictionary->resolvedObjectForKey("F"), &name);
     if (system && system->value() == "URL") {
         if (hasName)
             url_ = name;
-    } else if (!system && textOf(specification->resolvedObjectForKey("Mac"), &text)) {
+    } else if (!system && textOf(fileDictionary->resolvedObjectForKey("Mac"), &text)) {
         // The Mac entry is taken as a folder path, so its URL ends in a slash.
         url_ = fileURLForPath(text, directory);
         if (url_.back() != '/')
             url_ += '/';
     }
     if (url_.empty() && !hasName)
-        hasName = textOf(specification->resolvedObjectForKey("UF"), &name);
+        hasName = textOf(fileDictionary->resolvedObjectForKey("UF"), &name);
     if (url_.empty() && hasName)
         url_ = fileURLForPath(name, directory);
 }
