@@ -625,7 +625,9 @@ private:
                 if (code > 0x10FFFF)
                     return fail("character reference out of range");
             }
-            if (code == 0 || (code >= 0xD800 && code <= 0xDFFF))
+            // NUL is taken although XML has no place for it: the writer sends every control
+            // character this way, so that text of any bytes comes back.
+            if (code >= 0xD800 && code <= 0xDFFF)
                 return fail("character reference to no character");
             appendUTF8(*text, code);
         } else {
