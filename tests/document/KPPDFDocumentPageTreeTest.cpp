@@ -624,12 +624,6 @@ KPPDFRef<KPPDFDocument> openFixture(const std::string& path) {
     int32_t result = -1;
     auto document = KPPDFDocument::documentWithContentsOfFile(path, &result);
     EXPECT_EQ(result, KPPDFDocumentOpened) << path;
-    // Opening builds pages, names and outline itself once it is wired to; until then do it here.
-    if (document && document->pageCount() == 0 && !document->outlines()) {
-        document->processDests();
-        document->prepPages();
-        document->processOutline();
-    }
     return document;
 }
 

@@ -355,8 +355,6 @@ TEST(KPPDFPage, CopyAndResetOfPreparedText) {
     auto document = KPPDFDocument::documentWithContentsOfFile(
         std::string(KPPDF_TEST_DATA) + "/open/classic_lf.pdf", &result);
     ASSERT_TRUE(document);
-    if (document->pageCount() == 0)
-        document->prepPages();
     ASSERT_EQ(document->pageCount(), 2u);
     auto page = document->pageAtIndex(0);
     page->prepareForSearch();
