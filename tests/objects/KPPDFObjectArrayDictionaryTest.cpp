@@ -371,8 +371,8 @@ TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
     // The outermost container of a nested value is the numbered dictionary.
     KPPDFRef<KPPDFObject> x = root->objectForKey("Direct")->asDictionary()->objectForKey("X");
     EXPECT_EQ(x->container(), root.get());
-    // Resolving a dictionary resolves the references it holds.
+    // Resolving every entry caches every target.
     EXPECT_FALSE(x->asReference()->value());
-    KPPDFObject::resolve(root->objectForKey("Direct"));
+    root->objectForKey("Direct")->asDictionary()->resolveEntries();
     EXPECT_TRUE(x->asReference()->value());
 }

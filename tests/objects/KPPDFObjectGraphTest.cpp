@@ -362,3 +362,33 @@ TEST(KPPDFObjectGraph, ObjectsOutliveTheirDocument) {
     held->markSubobjects(marks);
     EXPECT_EQ(held->copy()->directObject(), held->directObject());
 }
+TEST(KPPDFObjectGraph, LongReferenceChainsDoNotExhaustTheStack) {
+    // An outline of many items at one level is a chain through /Next; so are article beads.
+    // Each walk keeps its own stack, so the length of a chain in a file is no danger.
+    TestPDFBuilder builder;
+    const unsigned count = 25000;
+    for (unsigned n = 1; n <= count; n++) {
+        std::string next = std::to_string(n % count + 1) + " 0 R";
+        builder.add(n, n % 2 ? "<< /Next " + next + " >>" : "<< /Kids [" + next + "] >>");
+    }
+    std::string pdf = builder.build("");
+    KPPDFDocument doc;
+    doc.setDocData(KPPDFData::dataWithString(pdf));
+    for (unsigned n = 1; n <= count; n++)
+        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
+                          n, 0, &doc, bodyPosition(pdf, builder, n)),
+                      n, 0);
+
+    KPPDFVisitedSet visited;
+    KPPDFObjectList reached =
+        KPPDFObjectReference::referenceWithObjectNumber(1, 0, &doc)->subobjects(visited);
+    ASSERT_EQ(reached.size(), count);
+    // Depth first: the chain comes out in its own order.
+    for (unsigned n = 1; n <= count; n += 2499)
+        EXPECT_EQ(reached[n - 1]->objectNumber(), n);
+
+    KPPDFMarkBytes marks;
+    KPPDFObjectReference::referenceWithObjectNumber(count, 0, &doc)->markSubobjects(marks);
+    ASSERT_GT(marks.size(), count);
+    EXPECT_EQ(std::count(marks.begin(), marks.end(), 1), static_cast<long>(count));
+}
