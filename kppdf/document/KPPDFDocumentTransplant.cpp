@@ -14,7 +14,7 @@
 #include "kppdf/page/KPPDFPage.h"
 
 namespace {
-KPPDFRef<KPPDFObjectReference> referenceTo(const KPPDFRef<KPPDFObject>& object) {
+KPPDFRef<KPPDFObjectReference> plainReferenceTo(const KPPDFRef<KPPDFObject>& object) {
     return KPPDFObjectReference::referenceWithObject(object);
 }
 
@@ -85,7 +85,7 @@ KPPDFRef<KPPDFObjectDictionary> KPPDFDocument::transplantPage(
         if (!entries.count(key))
             if (KPPDFRef<KPPDFObject> inherited = old->objectFromAncestorsForKey(key))
                 entries[key] = inherited;
-    entries["Parent"] = referenceTo(newPagesObject);
+    entries["Parent"] = session.referenceTo(newPagesObject);
     session.substitute(old.get(), copy);
 
     // Annotations stay as the page has them.

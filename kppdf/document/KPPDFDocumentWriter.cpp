@@ -29,7 +29,7 @@ namespace {
 // The version this system records in the trailers it writes.
 constexpr char kParvelVersion[] = "3.0.2";
 
-KPPDFRef<KPPDFObjectReference> referenceTo(const KPPDFRef<KPPDFObject>& object) {
+KPPDFRef<KPPDFObjectReference> plainReferenceTo(const KPPDFRef<KPPDFObject>& object) {
     return KPPDFObjectReference::referenceWithObject(object);
 }
 
@@ -138,7 +138,7 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
         KPPDFRef<KPPDFObjectDictionary> copy =
             transplantPage(*pages_[i], true, session, newPages, static_cast<float>(compression));
         if (copy) {
-            kids.push_back(referenceTo(copy));
+            kids.push_back(session.referenceTo(copy));
             session.add(copy);
             session.follow();
         }
@@ -155,13 +155,13 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
     session.add(newPages);
 
     KPPDFRef<KPPDFObjectDictionary> catalog = sharingCopy(*rootObject_);
-    catalog->value()["Pages"] = referenceTo(newPages);
+    catalog->value()["Pages"] = session.referenceTo(newPages);
     session.substitute(rootObject_.get(), catalog);
     session.add(catalog);
     session.follow();
 
     auto trailerEntries = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
-    trailerEntries->setObject(referenceTo(catalog), "Root");
+    trailerEntries->setObject(session.referenceTo(catalog), "Root");
     trailerEntries->setObject(KPPDFObjectString::stringWithString(kParvelVersion), "ParvelVersion");
     if (trailer_ && trailer_->trailerDictionary()) {
         if (KPPDFRef<KPPDFObject> info =
@@ -169,7 +169,7 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
             info && info->asDictionary()) {
             session.add(info);
             session.follow();
-            trailerEntries->setObject(referenceTo(info), "Info");
+            trailerEntries->setObject(session.referenceTo(info), "Info");
         }
     }
     KPPDFRef<KPPDFObjectDictionary> encrypt;
@@ -177,7 +177,7 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
         encrypt = sharingCopy(*encryptDictionary_);
         session.add(encrypt);
         session.follow();
-        trailerEntries->setObject(referenceTo(encrypt), "Encrypt");
+        trailerEntries->setObject(session.referenceTo(encrypt), "Encrypt");
     }
     if (docID_)
         trailerEntries->setObject(docID_, "ID");
@@ -236,8 +236,8 @@ std::string KPPDFDocument::dataWithoutImprints() {
                 if (KPPDFRef<KPPDFObject> inherited = dictionary->objectFromAncestorsForKey(key))
                     entries[key] = inherited;
         entries.erase("ParvelImprints");
-        entries["Parent"] = referenceTo(newPages);
-        kids.push_back(referenceTo(dictionary));
+        entries["Parent"] = plainReferenceTo(newPages);
+        kids.push_back(plainReferenceTo(dictionary));
         changed.push_back(dictionary);
     }
     newPages->setObject(KPPDFObjectName::nameWithString("Pages"), "Type");
@@ -245,7 +245,7 @@ std::string KPPDFDocument::dataWithoutImprints() {
                         "Count");
     newPages->setObject(KPPDFObjectArray::arrayWithArray(std::move(kids)), "Kids");
     changed.push_back(newPages);
-    rootObject_->value()["Pages"] = referenceTo(newPages);
+    rootObject_->value()["Pages"] = plainReferenceTo(newPages);
     numberNew(rootObject_);
     changed.push_back(rootObject_);
 
@@ -264,7 +264,7 @@ std::string KPPDFDocument::dataWithoutImprints() {
         appendEntry(out, offset, 0, true);
     }
     auto trailerEntries = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
-    trailerEntries->setObject(referenceTo(rootObject_), "Root");
+    trailerEntries->setObject(plainReferenceTo(rootObject_), "Root");
     trailerEntries->setObject(KPPDFObjectInteger::integerWithLongLong(static_cast<long long>(startxref_)),
                               "Prev");
     trailerEntries->setObject(KPPDFObjectInteger::integerWithLongLong(nextNumber), "Size");

@@ -16,6 +16,17 @@ KPPDFWriteSession::KPPDFWriteSession(KPPDFDocument& document)
     eol = eolText_.c_str();
 }
 
+KPPDFWriteSession::~KPPDFWriteSession() {
+    for (auto& reference : madeReferences_)
+        reference->setValue(nullptr);
+}
+
+KPPDFRef<KPPDFObjectReference> KPPDFWriteSession::referenceTo(const KPPDFRef<KPPDFObject>& object) {
+    KPPDFRef<KPPDFObjectReference> reference = KPPDFObjectReference::referenceWithObject(object);
+    madeReferences_.push_back(reference);
+    return reference;
+}
+
 void KPPDFWriteSession::substitute(const KPPDFObject* old,
                                    const KPPDFRef<KPPDFObject>& replacement) {
     if (old && replacement && old != replacement.get())

@@ -8,6 +8,7 @@
 #include "kppdf/objects/internal/KPPDFWriteContext.h"
 
 class KPPDFDocument;
+class KPPDFObjectReference;
 
 // The objects of a file being written, numbered from 1 in the order they are added. Adding an
 // object and then following its references numbers everything it reaches, once; untouched
@@ -16,6 +17,11 @@ class KPPDFDocument;
 class KPPDFWriteSession : public KPPDFWriteContext {
 public:
     explicit KPPDFWriteSession(KPPDFDocument& document);
+    // Cuts the references the writer made, which tie its new objects into cycles (a page and
+    // its new parent), so that they go away with the session.
+    ~KPPDFWriteSession() override;
+    // A reference to an object made for the new file; the session keeps it to cut it later.
+    KPPDFRef<KPPDFObjectReference> referenceTo(const KPPDFRef<KPPDFObject>& object);
 
     // Writes stand instead of an object wherever it is referred to (an old page by its copy).
     void substitute(const KPPDFObject* old, const KPPDFRef<KPPDFObject>& replacement);
@@ -46,4 +52,5 @@ private:
     std::unordered_map<const KPPDFObject*, KPPDFRef<KPPDFObject>> substitutes_;
     size_t followed_ = 0;
     std::string eolText_;
+    std::vector<KPPDFRef<KPPDFObjectReference>> madeReferences_;
 };
