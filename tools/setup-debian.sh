@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages KPPDF needs to build, test and benchmark; only what is missing.
+#   tools/setup-debian.sh [--bench]
+# --bench also installs the documentation packages whose large manuals bench/compare.sh reads.
 set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config git
@@ -8,6 +10,9 @@ packages=(
     python3 python3-reportlab python3-fonttools python3-pikepdf fonts-urw-base35 poppler-data
     qpdf poppler-utils mupdf-tools
 )
+if [ "${1:-}" = "--bench" ]; then
+    packages+=(r-doc-pdf texlive-latex-base-doc texlive-pictures-doc time)
+fi
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
