@@ -271,6 +271,10 @@ void KPPDFDocument::reloadForDecryption() {
     std::string key = encryptKey_;
     int32_t rights = accessPermissions_;
     bool owner = isOwner_;
+    // The catalog, the page-tree root and the object streams holding them were read before the
+    // key was known, so they are read again, decrypting.
+    workTrailer();
+    std::string version = pdfVersion_;
     processDests();
     prepPages();
     std::string plain = currentDataWithImprints(true, 0);
@@ -286,6 +290,8 @@ void KPPDFDocument::reloadForDecryption() {
     // The plain file has no "Encrypt": the kept dictionary is what saving encrypts with.
     encryptDictionary_ = encryption;
     docID_ = id;
+    // Still the version of the file that was opened, not that of its plain rewrite.
+    pdfVersion_ = version;
     encryptKey_ = key;
     accessPermissions_ = rights;
     isOwner_ = owner;

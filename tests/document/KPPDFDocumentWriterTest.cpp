@@ -265,10 +265,11 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
     tool_runner::TemporaryFolder folder;
     LogCapture quiet;
     // Files encrypted by qpdf keep their handler and passwords.
-    for (const char* name : {"rc4_40_user.pdf", "rc4_128_user.pdf", "rc4_128_empty.pdf"}) {
+    for (const char* name : {"rc4_40_user.pdf", "rc4_128_user.pdf", "rc4_128_empty.pdf",
+                             "rc4_128_objstm.pdf", "rc4_40_objstm_user.pdf"}) {
         SCOPED_TRACE(name);
         std::string input = kData + "/open/" + name;
-        bool empty = std::string(name).find("empty") != std::string::npos;
+        bool empty = std::string(name).find("user") == std::string::npos;
         std::string password = empty ? "" : "user";
         int32_t result = -1;
         KPPDFRef<KPPDFDocument> document = open(input, &result);

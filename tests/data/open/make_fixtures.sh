@@ -32,6 +32,12 @@ encrypt 40 user rc4_40_user.pdf
 encrypt 128 "" rc4_128_empty.pdf --use-aes=n
 encrypt 128 user rc4_128_user.pdf --use-aes=n
 encrypt 128 "" aes_128.pdf --use-aes=y
+# The same inside object streams: the catalog and the page-tree root are compressed objects
+# of an encrypted stream, and their strings are not encrypted again.
+qpdf --allow-weak-crypto --static-id --object-streams=generate \
+    --encrypt "" owner 128 --use-aes=n -- base.pdf rc4_128_objstm.pdf
+qpdf --allow-weak-crypto --static-id --object-streams=generate \
+    --encrypt user owner 40 -- base.pdf rc4_40_objstm_user.pdf
 
 # Files that are valid PDF: qpdf must find nothing wrong with them.
 valid=(classic_lf.pdf classic_crlf.pdf classic_cr.pdf xref19.pdf
@@ -39,7 +45,7 @@ valid=(classic_lf.pdf classic_crlf.pdf classic_cr.pdf xref19.pdf
     pagetree_deep.pdf pagetree_count.pdf pagetree_inherit.pdf
     dests_catalog.pdf dests_nametree.pdf dests_both.pdf outline.pdf
     rc4_40_empty.pdf rc4_40_user.pdf rc4_128_empty.pdf rc4_128_user.pdf
-    aes_128.pdf long_header.pdf)
+    rc4_128_objstm.pdf rc4_40_objstm_user.pdf aes_128.pdf long_header.pdf)
 for f in "${valid[@]}"; do
     password=
     if qpdf --requires-password "$f"; then password=user; fi
@@ -92,6 +98,6 @@ openable=(classic_lf.pdf classic_crlf.pdf classic_cr.pdf xref19.pdf
     pagetree_deep.pdf pagetree_count.pdf pagetree_cycle.pdf
     pagetree_inherit.pdf dests_catalog.pdf dests_nametree.pdf dests_both.pdf
     outline.pdf rc4_40_empty.pdf rc4_40_user.pdf rc4_128_empty.pdf
-    rc4_128_user.pdf)
+    rc4_128_user.pdf rc4_128_objstm.pdf rc4_40_objstm_user.pdf)
 $py make_expected.py expected.json "${openable[@]}"
 echo "make_fixtures: done"
