@@ -70,7 +70,7 @@ for file in "${files[@]}"; do
             qpdf "qpdf $q $work/q.pdf" mutool "mutool clean $q $work/m.pdf" ;;
     esac
     case $task in decrypt|all)
-        qpdf --encrypt "" owner 128 --use-aes=n -- "$file" "$work/enc.pdf" 2>/dev/null
+        qpdf --allow-weak-crypto --encrypt "" owner 128 --use-aes=n -- "$file" "$work/enc.pdf" 2>/dev/null || { echo "decrypt: qpdf could not encrypt $file" >&2; continue; }
         report decrypt "$file" kppdf "$kppdf decrypt $work/enc.pdf $work/k.pdf" \
             qpdf "qpdf --decrypt $work/enc.pdf $work/q.pdf" \
             mutool "mutool clean -D $work/enc.pdf $work/m.pdf" ;;
