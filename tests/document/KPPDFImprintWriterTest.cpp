@@ -1,0 +1,448 @@
+// Imprints written by the complete rewrite: content imprints as form XObjects placed at the end
+// of the page content with their private record, annotations as the page's Annots; read back
+// by this library and checked by qpdf, pdftotext and pdftoppm.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/imprints/KPPDFAnnotation.h"
+#include "kppdf/imprints/KPPDFImprint.h"
+#include "kppdf/objects/KPPDFObjectArray.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
+#include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
+#include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
+#include "support/LogCapture.h"
+#include "support/ToolRunner.h"
+
+namespace {
+using tool_runner::quote;
+using tool_runner::run;
+
+const std::string kImprints = std::string(KPPDF_TEST_DATA) + "/imprints";
+
+KPPDFRef<KPPDFDocument> openFile(const std::string& path, const std::string& password = "") {
+    int32_t result = -1;
+    KPPDFRef<KPPDFDocument> document = KPPDFDocument::documentWithContentsOfFile(path, &result);
+    if (document && result == KPPDFDocumentPasswordNeeded && !password.empty() &&
+        document->validatePassword(password) == 0)
+        result = KPPDFDocumentOpened;
+    return result == KPPDFDocumentOpened ? document : nullptr;
+}
+
+KPPDFRef<KPPDFDocument> openBytes(const std::string& bytes) {
+    int32_t result = -1;
+    KPPDFRef<KPPDFDocument> document =
+        KPPDFDocument::documentWithData(KPPDFData::dataWithString(bytes), &result);
+    return result == KPPDFDocumentOpened ? document : nullptr;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The stamp: 100 by 50 points of red with a word in black.
+KPPDFRef<KPPDFImprint> stamp(KPPDFPoint location, bool flatten = false) {
+    KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(
+        KPPDFData::dataWithContentsOfFile(kImprints + "/stamp.pdf"), location);
+    imprint->setSize({100, 50});
+    imprint->setFlatten(flatten);
+    return imprint;
+}
+
+// qpdf --check: 0 clean, 3 warnings only, 2 errors.
+int check(const std::string& path, const std::string& password = "") {
+    std::string options = password.empty() ? "" : " --password=" + quote(password);
+    return run("qpdf --check" + options + " " + quote(path));
+}
+
+std::string text(const std::string& path, const std::string& password = "") {
+    std::string out;
+    std::string options = password.empty() ? "" : " -upw " + quote(password);
+    run("pdftotext -q" + options + " " + quote(path) + " -", &out);
+    return out;
+}
+
+// One page rendered by pdftoppm at 72 dpi: width, height and RGB samples.
+struct Picture {
+    int width = 0;
+    int height = 0;
+    std::string samples;
+    // The sample at x, y from the top-left corner; black outside.
+    std::array<int, 3> at(int x, int y) const {
+        if (x < 0 || y < 0 || x >= width || y >= height)
+            return {0, 0, 0};
+        size_t i = (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 3;
+        return {uint8_t(samples[i]), uint8_t(samples[i + 1]), uint8_t(samples[i + 2])};
+    }
+    bool isRed(int x, int y) const {
+        auto [r, g, b] = at(x, y);
+        return r > 200 && g < 60 && b < 60;
+    }
+    bool isWhite(int x, int y) const {
+        auto [r, g, b] = at(x, y);
+        return r > 230 && g > 230 && b > 230;
+    }
+};
+
+Picture render(const std::string& path, int page, const tool_runner::TemporaryFolder& folder,
+               const std::string& password = "") {
+    std::string options = password.empty() ? "" : " -upw " + quote(password);
+    std::string output = folder.file("render.ppm");
+    run("pdftoppm -r 72 -singlefile -f " + std::to_string(page) + " -l " + std::to_string(page) +
+        options + " " + quote(path) + " " + quote(folder.file("render")));
+    std::string bytes = readFile(output);
+    std::remove(output.c_str());
+    Picture picture;
+    // Binary PPM: "P6", width, height, maxval 255, one white-space byte, then the samples.
+    std::smatch header;
+    std::string head = bytes.substr(0, 64);
+    if (!std::regex_search(head, header, std::regex("^P6\\s+(\\d+)\\s+(\\d+)\\s+255\\s")))
+        return picture;
+    picture.width = std::atoi(header[1].str().c_str());
+    picture.height = std::atoi(header[2].str().c_str());
+    picture.samples = bytes.substr(static_cast<size_t>(header[0].length()));
+    if (picture.samples.size() != static_cast<size_t>(picture.width * picture.height * 3))
+        picture = Picture();
+    return picture;
+}
+
+size_t countOf(const std::string& bytes, const std::string& what) {
+    size_t count = 0;
+    for (size_t at = bytes.find(what); at != std::string::npos; at = bytes.find(what, at + 1))
+        count++;
+    return count;
+}
+
+// The placement lines that draw an overlay or a flattened form.
+size_t placements(const std::string& bytes) {
+    std::regex draw("/Parvel(Imprint|Flattened)[0-9]+ Do");
+    return static_cast<size_t>(
+        std::distance(std::sregex_iterator(bytes.begin(), bytes.end(), draw), std::sregex_iterator()));
+}
+
+bool toolsAvailable() {
+    return tool_runner::available("qpdf") && tool_runner::available("pdftotext") &&
+           tool_runner::available("pdftoppm");
+}
+
+KPPDFPropertyList stampProperties() {
+    KPPDFPropertyList nested;
+    nested.setObject(KPPDFPropertyList::string("Ada"), "by");
+    nested.setObject(KPPDFPropertyList::integer(3), "count");
+    KPPDFPropertyList properties;
+    properties.setObject(KPPDFPropertyList::string("/home/ada/stamp.pdf"), "filename");
+    properties.setObject(KPPDFPropertyList::string("approved"), "kind");
+    properties.setObject(nested, "signature");
+    return properties;
+}
+} // namespace
+
+TEST(KPPDFImprintWriter, ContentImprintComesBackAfterASaveAndIsNotDoubled) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    KPPDFRef<KPPDFImprint> imprint = stamp({40, 60});
+    imprint->setDictionary(stampProperties());
+    document->pageAtIndex(0)->addImprint(imprint);
+
+    std::string first = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("first.pdf", first));
+    EXPECT_EQ(check(folder.file("first.pdf")), 0);
+    // The first name of a fresh document, and the placement exactly as written.
+    EXPECT_NE(first.find("/ParvelImprint0 "), std::string::npos);
+    EXPECT_NE(first.find("q\n\t\t\t\t1.000000 0.000000 0.000000 1.000000 0.000000 0.000000 cm\n"
+                         "\t\t\t\t1 0 0 1 40.000000 60.000000 cm\n\t\t\t\t/ParvelImprint0 Do\nQ"),
+              std::string::npos);
+    EXPECT_EQ(placements(first), 1u);
+    // The source file name stays on this machine.
+    EXPECT_EQ(first.find("/home/ada"), std::string::npos);
+    std::string words = text(folder.file("first.pdf"));
+    EXPECT_NE(words.find("Target page one"), std::string::npos) << words;
+    EXPECT_NE(words.find("STAMPED"), std::string::npos) << words;
+    Picture picture = render(folder.file("first.pdf"), 1, folder);
+    ASSERT_EQ(picture.width, 300);
+    ASSERT_EQ(picture.height, 400);
+    // Lower-left corner of the stamp at (40, 60): rows count from the top.
+    EXPECT_TRUE(picture.isRed(45, 400 - 65));
+    EXPECT_TRUE(picture.isRed(135, 400 - 105));
+    EXPECT_TRUE(picture.isWhite(35, 400 - 65));
+    EXPECT_TRUE(picture.isWhite(145, 400 - 65));
+    EXPECT_TRUE(picture.isWhite(45, 400 - 115));
+
+    // Saving twice in a row gives the same file.
+    EXPECT_EQ(document->currentDataWithImprints(true), first);
+
+    KPPDFRef<KPPDFDocument> reopened = openBytes(first);
+    ASSERT_TRUE(reopened);
+    std::vector<KPPDFRef<KPPDFImprint>> found = reopened->pageAtIndex(0)->contentImprints();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0]->imprintType(), KPPDFImprintTypeContent);
+    EXPECT_FLOAT_EQ(found[0]->location().x, 40);
+    EXPECT_FLOAT_EQ(found[0]->location().y, 60);
+    EXPECT_FLOAT_EQ(found[0]->size().width, 100);
+    EXPECT_FLOAT_EQ(found[0]->size().height, 50);
+    ASSERT_TRUE(found[0]->dictionary());
+    KPPDFPropertyList expected = stampProperties();
+    expected.removeObjectForKey("filename");
+    EXPECT_TRUE(*found[0]->dictionary() == expected);
+    EXPECT_TRUE(reopened->pageAtIndex(1)->contentImprints().empty());
+    // Text of the page leaves the overlay out.
+    reopened->pageAtIndex(0)->prepareForSearch();
+    EXPECT_EQ(reopened->pageAtIndex(0)->pageString().find("STAMPED"), std::string::npos);
+
+    // The reopened document writes its imprint once, not on top of the earlier one.
+    std::string second = reopened->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("second.pdf", second));
+    EXPECT_EQ(check(folder.file("second.pdf")), 0);
+    EXPECT_EQ(placements(second), 1u);
+    EXPECT_EQ(countOf(text(folder.file("second.pdf")), "STAMPED"), 1u);
+    Picture again = render(folder.file("second.pdf"), 1, folder);
+    EXPECT_EQ(again.samples, picture.samples);
+    KPPDFRef<KPPDFDocument> third = openBytes(second);
+    ASSERT_TRUE(third);
+    ASSERT_EQ(third->pageAtIndex(0)->contentImprints().size(), 1u);
+    EXPECT_TRUE(*third->pageAtIndex(0)->contentImprints()[0]->dictionary() == expected);
+
+    // Without imprints, the working bytes lose the overlay and keep the page.
+    std::string plain = third->currentDataWithImprints(false);
+    ASSERT_TRUE(folder.write("plain.pdf", plain));
+    EXPECT_EQ(check(folder.file("plain.pdf")), 0);
+    EXPECT_EQ(text(folder.file("plain.pdf")).find("STAMPED"), std::string::npos);
+    EXPECT_NE(text(folder.file("plain.pdf")).find("Target page one"), std::string::npos);
+}
+
+TEST(KPPDFImprintWriter, RotatedPageDrawsTheImprintWhereTheUserSawIt) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    document->pageAtIndex(0)->addImprint(stamp({10, 10}));
+    // The second page is a media box of 400 by 300 turned by 90 degrees: the user sees it 300
+    // wide and 400 high.
+    document->pageAtIndex(1)->addImprint(stamp({150, 200}));
+    std::string bytes = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("rotated.pdf", bytes));
+    EXPECT_EQ(check(folder.file("rotated.pdf")), 0);
+    // Names run on across pages.
+    EXPECT_NE(bytes.find("\t\t\t\t/ParvelImprint0 Do"), std::string::npos);
+    EXPECT_NE(bytes.find("q\n\t\t\t\t0.000000 1.000000 -1.000000 0.000000 400.000000 0.000000 cm\n"
+                         "\t\t\t\t1 0 0 1 150.000000 200.000000 cm\n\t\t\t\t/ParvelImprint1 Do\nQ"),
+              std::string::npos);
+    Picture picture = render(folder.file("rotated.pdf"), 2, folder);
+    ASSERT_EQ(picture.width, 300);
+    ASSERT_EQ(picture.height, 400);
+    EXPECT_TRUE(picture.isRed(155, 400 - 205));
+    EXPECT_TRUE(picture.isRed(245, 400 - 245));
+    EXPECT_TRUE(picture.isWhite(145, 400 - 205));
+    EXPECT_TRUE(picture.isWhite(255, 400 - 205));
+    EXPECT_TRUE(picture.isWhite(155, 400 - 255));
+    EXPECT_TRUE(picture.isWhite(155, 400 - 195));
+
+    // Reopened, the rotated page's imprint keeps the location the user gave it.
+    KPPDFRef<KPPDFDocument> reopened = openBytes(bytes);
+    ASSERT_TRUE(reopened);
+    ASSERT_EQ(reopened->pageAtIndex(1)->contentImprints().size(), 1u);
+    EXPECT_FLOAT_EQ(reopened->pageAtIndex(1)->contentImprints()[0]->location().x, 150);
+    EXPECT_FLOAT_EQ(reopened->pageAtIndex(1)->contentImprints()[0]->location().y, 200);
+}
+
+TEST(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    KPPDFRef<KPPDFImprint> flat = stamp({20, 20}, true);
+    flat->setDictionary(stampProperties());
+    document->pageAtIndex(0)->addImprint(flat);
+    std::string first = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("first.pdf", first));
+    EXPECT_EQ(check(folder.file("first.pdf")), 0);
+    EXPECT_NE(first.find("\t\t\t\t/ParvelFlattened0 Do"), std::string::npos);
+    EXPECT_NE(first.find("/Flattened true"), std::string::npos);
+    // No private properties for what is no overlay any more.
+    EXPECT_EQ(first.find("/ParvelDictionary"), std::string::npos);
+
+    KPPDFRef<KPPDFDocument> reopened = openBytes(first);
+    ASSERT_TRUE(reopened);
+    EXPECT_TRUE(reopened->pageAtIndex(0)->contentImprints().empty());
+    // Flattened content is the page's own text now.
+    reopened->pageAtIndex(0)->prepareForSearch();
+    EXPECT_NE(reopened->pageAtIndex(0)->pageString().find("STAMPED"), std::string::npos);
+
+    // Saved again with a new flattened imprint beside it: the old one stays under its name,
+    // the new one gets a name of its own.
+    reopened->pageAtIndex(0)->addImprint(stamp({150, 300}, true));
+    std::string second = reopened->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("second.pdf", second));
+    EXPECT_EQ(check(folder.file("second.pdf")), 0);
+    EXPECT_EQ(countOf(second, "/ParvelFlattened0 Do"), 1u);
+    EXPECT_EQ(placements(second), 2u);
+    EXPECT_EQ(countOf(text(folder.file("second.pdf")), "STAMPED"), 2u);
+    Picture picture = render(folder.file("second.pdf"), 1, folder);
+    ASSERT_EQ(picture.height, 400);
+    EXPECT_TRUE(picture.isRed(25, 400 - 25));
+    EXPECT_TRUE(picture.isRed(155, 400 - 305));
+
+    // And once more from the file: both stay, nothing comes back as an overlay.
+    KPPDFRef<KPPDFDocument> last = openBytes(second);
+    ASSERT_TRUE(last);
+    EXPECT_TRUE(last->pageAtIndex(0)->contentImprints().empty());
+    std::string third = last->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("third.pdf", third));
+    EXPECT_EQ(check(folder.file("third.pdf")), 0);
+    EXPECT_EQ(placements(third), 2u);
+    EXPECT_EQ(render(folder.file("third.pdf"), 1, folder).samples, picture.samples);
+}
+
+TEST(KPPDFImprintWriter, AnnotationsAreWrittenFromTheirImprints) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    std::string input = kImprints + "/annotations.pdf";
+
+    struct Seen {
+        std::string subtype;
+        KPPDFRect rect;
+        std::string contents;
+    };
+    auto annotationsOf = [](KPPDFPage& page) {
+        std::vector<Seen> seen;
+        for (const auto& imprint : page.annotationImprints()) {
+            KPPDFAnnotation* annotation = imprint->asAnnotation();
+            Seen entry;
+            auto subtype = annotation->annotDict()->resolvedObjectForKey<KPPDFObjectName>("Subtype");
+            entry.subtype = subtype ? subtype->value() : "";
+            entry.rect = annotation->dictionaryRect();
+            auto contents = annotation->annotDict()->resolvedObjectForKey<KPPDFObjectString>("Contents");
+            entry.contents = contents ? contents->stringValue() : "";
+            seen.push_back(entry);
+        }
+        return seen;
+    };
+
+    // Unread annotations are written as the page has them.
+    KPPDFRef<KPPDFDocument> untouched = openFile(input);
+    ASSERT_TRUE(untouched);
+    std::string unread = untouched->currentDataWithImprints(true);
+    ASSERT_FALSE(untouched->pageAtIndex(0)->processedAnnotations());
+
+    KPPDFRef<KPPDFDocument> document = openFile(input);
+    ASSERT_TRUE(document);
+    KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
+    std::vector<Seen> before = annotationsOf(*page);
+    ASSERT_EQ(before.size(), 10u);
+    // Move the square.
+    KPPDFAnnotation* square = page->annotationImprints()[4]->asAnnotation();
+    ASSERT_EQ(before[4].subtype, "Square");
+    square->setLocation({50, 60});
+    before[4].rect.origin = {50, 60};
+
+    std::string saved = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("annotations.pdf", saved));
+    EXPECT_EQ(check(folder.file("annotations.pdf")), 0);
+    // Read or not, the same objects are written, each once.
+    EXPECT_EQ(countOf(saved, " 0 obj"), countOf(unread, " 0 obj"));
+    EXPECT_EQ(document->currentDataWithImprints(true), saved);
+
+    for (const std::string& bytes : {saved, unread}) {
+        KPPDFRef<KPPDFDocument> reopened = openBytes(bytes);
+        ASSERT_TRUE(reopened);
+        std::vector<Seen> after = annotationsOf(*reopened->pageAtIndex(0));
+        ASSERT_EQ(after.size(), before.size());
+        for (size_t i = 0; i < after.size(); i++) {
+            SCOPED_TRACE(i);
+            EXPECT_EQ(after[i].subtype, before[i].subtype);
+            EXPECT_EQ(after[i].contents, before[i].contents);
+            if (&bytes == &saved || i != 4) {
+                EXPECT_FLOAT_EQ(after[i].rect.origin.x, before[i].rect.origin.x);
+                EXPECT_FLOAT_EQ(after[i].rect.origin.y, before[i].rect.origin.y);
+                EXPECT_FLOAT_EQ(after[i].rect.size.width, before[i].rect.size.width);
+                EXPECT_FLOAT_EQ(after[i].rect.size.height, before[i].rect.size.height);
+            }
+        }
+        // The pop-ups still belong to the note, and the note to the page.
+        auto dictionary = reopened->pageAtIndex(0)->pageDictionary();
+        auto annots = dictionary->resolvedObjectForKey<KPPDFObjectArray>("Annots");
+        ASSERT_TRUE(annots);
+        auto note = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(7));
+        auto popup = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(9));
+        ASSERT_TRUE(note && popup);
+        EXPECT_EQ(popup->resolvedObjectForKey("Parent"), note);
+        EXPECT_EQ(note->resolvedObjectForKey("Popup"), popup);
+    }
+    // The moved square is at its new place for pikepdf too.
+    std::string rect;
+    int status = run("/usr/bin/python3 -c 'import sys, pikepdf; "
+                     "print([float(v) for v in pikepdf.open(sys.argv[1]).pages[0].Annots[4].Rect])' " +
+                         quote(folder.file("annotations.pdf")),
+                     &rect);
+    if (status == 0) {
+        EXPECT_EQ(rect, "[50.0, 60.0, 150.0, 140.0]\n");
+    }
+}
+
+TEST(KPPDFImprintWriter, EncryptedDocumentSavesItsImprintEncrypted) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    KPPDFRef<KPPDFDocument> document =
+        openFile(std::string(KPPDF_TEST_DATA) + "/open/rc4_128_user.pdf", "user");
+    ASSERT_TRUE(document);
+    ASSERT_EQ(document->encryptionStatus(), 2);
+    KPPDFRef<KPPDFImprint> imprint = stamp({30, 40});
+    imprint->setDictionary(stampProperties());
+    document->pageAtIndex(0)->addImprint(imprint);
+    std::string bytes = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("encrypted.pdf", bytes));
+    EXPECT_EQ(check(folder.file("encrypted.pdf"), "user"), 0);
+    EXPECT_NE(text(folder.file("encrypted.pdf"), "user").find("STAMPED"), std::string::npos);
+    Picture picture = render(folder.file("encrypted.pdf"), 1, folder, "user");
+    ASSERT_GT(picture.height, 50);
+    EXPECT_TRUE(picture.isRed(35, picture.height - 45));
+
+    KPPDFRef<KPPDFDocument> reopened = openFile(folder.file("encrypted.pdf"), "user");
+    ASSERT_TRUE(reopened);
+    std::vector<KPPDFRef<KPPDFImprint>> found = reopened->pageAtIndex(0)->contentImprints();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_FLOAT_EQ(found[0]->location().x, 30);
+    ASSERT_TRUE(found[0]->dictionary());
+    EXPECT_TRUE(found[0]->dictionary()->hasString("kind", "approved"));
+}
+
+TEST(KPPDFImprintWriter, ImprintsThatCannotBeDrawnAreLeftOut) {
+    if (!tool_runner::available("qpdf"))
+        GTEST_SKIP() << "qpdf is needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture log;
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    // No document, and a document that is no PDF.
+    document->pageAtIndex(0)->addImprint(KPPDFImprint::imprint());
+    document->pageAtIndex(0)->addImprint(
+        KPPDFImprint::imprintWithData(KPPDFData::dataWithString("not a PDF"), {1, 1}));
+    document->pageAtIndex(0)->addImprint(stamp({5, 5}));
+    std::string bytes = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("partial.pdf", bytes));
+    EXPECT_EQ(check(folder.file("partial.pdf")), 0);
+    EXPECT_EQ(placements(bytes), 1u);
+    EXPECT_TRUE(log.contains("Imprint without a page to draw"));
+}
