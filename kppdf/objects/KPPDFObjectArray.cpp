@@ -122,13 +122,9 @@ bool KPPDFObjectArray::parse() {
 }
 
 bool KPPDFObjectArray::appendDirectObject(std::string& out) {
-    if (!parsed_ && !objectData_.isNull() && KPPDFLazyObjectNeedsParse(document_))
-        parse();
-    if (!parsed_ && !objectData_.isNull()) {
+    if (!parsed_ && !objectData_.isNull() && offset_ < objectData_.length()) {
         uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
-        KPPDFAppendUntouchedObject(
-            std::string_view(objectData_.chars() + offset_, static_cast<size_t>(end - offset_)),
-            document_, out);
+        KPPDFAppendUntouchedObject(*this, objectData_, offset_, end - offset_, out);
         return true;
     }
     out.append("[ ");

@@ -216,13 +216,9 @@ KPPDFRef<KPPDFObjectDictionary> KPPDFObjectDictionary::mergeWithDictionary(
 }
 
 bool KPPDFObjectDictionary::appendDirectObject(std::string& out) {
-    if (!parsed_ && !objectData_.isNull() && KPPDFLazyObjectNeedsParse(document_))
-        parse();
-    if (!parsed_ && !objectData_.isNull()) {
+    if (!parsed_ && !objectData_.isNull() && offset_ < objectData_.length()) {
         uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
-        KPPDFAppendUntouchedObject(
-            std::string_view(objectData_.chars() + offset_, static_cast<size_t>(end - offset_)),
-            document_, out);
+        KPPDFAppendUntouchedObject(*this, objectData_, offset_, end - offset_, out);
         return true;
     }
     out.append("<< ");
@@ -261,7 +257,9 @@ KPPDFAttributedString KPPDFObjectDictionary::attributedObject() {
         auto found = map.find(std::string_view(special));
         if (found == map.end() || !found->second)
             continue;
-        result.append("/" + std::string(special) + " ");
+        std::string label = "/";
+        label.append(special).push_back(' ');
+        result.append(label);
         result.append(found->second->attributedObject());
         result.append(eol);
         std::erase_if(keys, [&](const std::string* k) { return *k == special; });

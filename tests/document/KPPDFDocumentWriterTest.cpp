@@ -291,6 +291,26 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
         std::ifstream in(output, std::ios::binary);
         std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         EXPECT_EQ(bytes.find("Fixture base document"), std::string::npos);
+        // Strings of objects copied without parsing decrypt and encrypt like parsed ones: the
+        // document information and the outline read the same, encrypted and decrypted.
+        std::string tool = KPPDF_TOOL_PATH;
+        std::string passwordOption = empty ? "" : " --password " + quote(password);
+        std::string plainOutput = folder.file(std::string("plain-") + name);
+        run(quote(tool) + " decrypt" + passwordOption + " " + quote(input) + " " + quote(plainOutput),
+            nullptr);
+        EXPECT_NE(check(plainOutput), 2);
+        std::string infoBefore, infoAfter, infoPlain, outlineBefore, outlinePlain;
+        std::string fields = " | grep -E '^(Title|Author|Subject|Keywords):'";
+        run("pdfinfo -upw " + quote(password) + " " + quote(input) + fields, &infoBefore);
+        run("pdfinfo -upw " + quote(password) + " " + quote(output) + fields, &infoAfter);
+        run("pdfinfo " + quote(plainOutput) + fields, &infoPlain);
+        EXPECT_NE(infoBefore.find("Fixture base document"), std::string::npos);
+        EXPECT_EQ(infoAfter, infoBefore);
+        EXPECT_EQ(infoPlain, infoBefore);
+        run(quote(tool) + " outline" + passwordOption + " " + quote(input), &outlineBefore);
+        run(quote(tool) + " outline " + quote(plainOutput), &outlinePlain);
+        EXPECT_NE(outlineBefore.find("Caf\xC3\xA9 note 1"), std::string::npos);
+        EXPECT_EQ(outlinePlain, outlineBefore);
     }
     // New passwords on a plain file, and encryption removed again.
     KPPDFRef<KPPDFDocument> plain = open(kData + "/sample.pdf");

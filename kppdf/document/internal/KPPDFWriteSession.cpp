@@ -80,8 +80,7 @@ void KPPDFWriteSession::followObject(KPPDFObject* root) {
         }
         case KPPDFObjectTypeArray: {
             KPPDFObjectArray* array = object->asArray();
-            if (!array->untouchedBytes().empty() &&
-                !KPPDFLazyObjectNeedsParse(array->document())) {
+            if (!array->untouchedBytes().empty()) {
                 // Untouched: its references are found in its bytes, and it stays unparsed.
                 KPPDFDocument* document = array->document();
                 KPPDFScanReferences(array->untouchedBytes(), [&](const KPPDFScannedReference& found) {
@@ -96,8 +95,7 @@ void KPPDFWriteSession::followObject(KPPDFObject* root) {
         }
         case KPPDFObjectTypeDictionary: {
             KPPDFObjectDictionary* dictionary = object->asDictionary();
-            if (!dictionary->untouchedBytes().empty() &&
-                !KPPDFLazyObjectNeedsParse(dictionary->document())) {
+            if (!dictionary->untouchedBytes().empty()) {
                 KPPDFDocument* document = dictionary->document();
                 KPPDFScanReferences(dictionary->untouchedBytes(), [&](const KPPDFScannedReference& found) {
                     if (KPPDFRef<KPPDFObject> target = targetOf(document, found.number))

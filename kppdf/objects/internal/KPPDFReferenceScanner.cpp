@@ -1,12 +1,16 @@
 #include "kppdf/objects/internal/KPPDFReferenceScanner.h"
 
+#include <algorithm>
+
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
 
 namespace {
-// Walks the tokens of text and reports each reference. Numbers are remembered as the last two
-// tokens; any other token resets them.
-template <class Found> void scan(std::string_view text, Found&& found) {
+// Walks the tokens of text and reports each reference, and each string token (its begin and
+// one past its end) to string. Numbers are remembered as the last two tokens; any other token
+// resets them.
+template <class Found, class String>
+void scan(std::string_view text, Found&& found, String&& string) {
     const char* base = text.data();
     size_t length = text.size();
     size_t p = 0;
@@ -27,6 +31,7 @@ template <class Found> void scan(std::string_view text, Found&& found) {
                 p++;
             continue; // comments do not break a reference in PDF syntax
         case '(': {
+            size_t begin = p;
             int depth = 0;
             while (p < length) {
                 char d = base[p++];
@@ -38,6 +43,8 @@ template <class Found> void scan(std::string_view text, Found&& found) {
                     break;
                 }
             }
+            p = std::min(p, length);
+            string(begin, p);
             reset();
             continue;
         }
@@ -45,9 +52,11 @@ template <class Found> void scan(std::string_view text, Found&& found) {
             if (p + 1 < length && base[p + 1] == '<') {
                 p += 2;
             } else {
+                size_t begin = p;
                 while (p < length && base[p] != '>')
                     p++;
-                p++;
+                p = std::min(p + 1, length);
+                string(begin, p);
             }
             reset();
             continue;
@@ -92,7 +101,7 @@ template <class Found> void scan(std::string_view text, Found&& found) {
 
 void KPPDFScanReferences(std::string_view text,
                          const std::function<void(const KPPDFScannedReference&)>& found) {
-    scan(text, found);
+    scan(text, found, [](size_t, size_t) {});
 }
 
 void KPPDFRewriteReferences(
@@ -108,6 +117,30 @@ void KPPDFRewriteReferences(
             out.append(text.data() + reference.begin, reference.end - reference.begin);
         }
         copied = reference.end;
-    });
+    }, [](size_t, size_t) {});
+    out.append(text.data() + copied, text.size() - copied);
+}
+
+void KPPDFRewriteObjectText(
+    std::string_view text,
+    const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
+    const std::function<void(size_t, size_t, std::string&)>& replaceString, std::string& out) {
+    size_t copied = 0;
+    scan(
+        text,
+        [&](const KPPDFScannedReference& reference) {
+            out.append(text.data() + copied, reference.begin - copied);
+            size_t mark = out.size();
+            if (!replace(reference, out)) {
+                out.resize(mark);
+                out.append(text.data() + reference.begin, reference.end - reference.begin);
+            }
+            copied = reference.end;
+        },
+        [&](size_t begin, size_t end) {
+            out.append(text.data() + copied, begin - copied);
+            replaceString(begin, end, out);
+            copied = end;
+        });
     out.append(text.data() + copied, text.size() - copied);
 }

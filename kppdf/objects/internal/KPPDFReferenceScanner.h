@@ -23,3 +23,11 @@ void KPPDFScanReferences(std::string_view text,
 void KPPDFRewriteReferences(std::string_view text,
                             const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
                             std::string& out);
+
+// The same, and every string token (its text from begin to one past end) is replaced by what
+// replaceString appends: the writers decrypt or encrypt strings this way without parsing the
+// object around them.
+void KPPDFRewriteObjectText(
+    std::string_view text,
+    const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
+    const std::function<void(size_t, size_t, std::string&)>& replaceString, std::string& out);

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+class KPPDFData;
 class KPPDFDocument;
 class KPPDFObject;
 
@@ -46,9 +47,8 @@ public:
     };
 };
 
-// True when an unparsed array or dictionary of document cannot be copied as its bytes stand:
-// its strings must be decrypted or encrypted on the way.
-bool KPPDFLazyObjectNeedsParse(KPPDFDocument* document);
-// Appends the bytes of an untouched object, with its references renumbered when a writer's
-// context is in force.
-void KPPDFAppendUntouchedObject(std::string_view bytes, KPPDFDocument* document, std::string& out);
+// Appends the bytes of an untouched object (length bytes of data at offset), with its
+// references renumbered when a writer's context is in force, and its strings decrypted or
+// encrypted as the object's document and the writer require.
+void KPPDFAppendUntouchedObject(KPPDFObject& object, const KPPDFData& data, uint64_t offset,
+                                uint64_t length, std::string& out);
