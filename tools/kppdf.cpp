@@ -56,6 +56,8 @@ KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context) {
     return nullptr;
 }
 
+void addImprintCommands(CLI::App& app, KPPDFToolContext& context);
+
 int main(int argc, char** argv) {
     CLI::App app{"kppdf: look inside PDF files and change them"};
     app.require_subcommand(1);
@@ -63,6 +65,7 @@ int main(int argc, char** argv) {
     addInfoCommands(app, context);
     addTextCommands(app, context.status);
     addSaveCommands(app, context);
+    addImprintCommands(app, context);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
