@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <fstream>
@@ -229,16 +230,28 @@ TEST(KPPDFDocumentWriter, RewriteLooksTheSameAndKeepsAnnotationsOutlineAndInfo) 
     if (!tool_runner::available("pdftoppm"))
         GTEST_SKIP() << "pdftoppm is needed";
     tool_runner::TemporaryFolder folder;
-    for (const char* name : {"sample.pdf", "open/pagetree_inherit.pdf", "open/xref_stream.pdf"}) {
-        SCOPED_TRACE(name);
-        std::string input = kData + "/" + name;
+    LogCapture quiet;
+    // Every fixture that opens without a password, and files from other producers (pdfTeX,
+    // LibreOffice, reportlab with annotations and form fields).
+    std::vector<std::string> inputs = rewritableFixtures();
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(kData))
+        if (entry.path().extension() == ".pdf" &&
+            (entry.path().parent_path().filename() == "accuracy" ||
+             entry.path().parent_path().filename() == "text" ||
+             entry.path().parent_path().filename() == "imprints"))
+            inputs.push_back(entry.path().string());
+    std::sort(inputs.begin(), inputs.end());
+    for (const std::string& input : inputs) {
+        SCOPED_TRACE(input);
         KPPDFRef<KPPDFDocument> document = open(input);
         ASSERT_TRUE(document);
         ASSERT_TRUE(document->writeUpdatedDocument(folder.file("out.pdf")));
         std::vector<std::string> before = render(input, folder.file(""));
         std::vector<std::string> after = render(folder.file("out.pdf"), folder.file(""));
-        ASSERT_EQ(before.size(), after.size());
-        for (size_t i = 0; i < before.size(); i++)
+        // Pages that poppler finds beyond the leaves of a tree with a wrong Count are blank.
+        ASSERT_EQ(after.size(), document->pageCount());
+        ASSERT_LE(after.size(), before.size());
+        for (size_t i = 0; i < after.size(); i++)
             EXPECT_LE(differingFraction(before[i], after[i]), 0.001) << "page " << i + 1;
         KPPDFRef<KPPDFDocument> again = open(folder.file("out.pdf"));
         ASSERT_TRUE(again);
@@ -250,12 +263,17 @@ TEST(KPPDFDocumentWriter, RewriteLooksTheSameAndKeepsAnnotationsOutlineAndInfo) 
         std::string tool = KPPDF_TOOL_PATH;
         run(quote(tool) + " outline " + quote(input), &outlineBefore);
         run(quote(tool) + " outline " + quote(folder.file("out.pdf")), &outlineAfter);
-        EXPECT_EQ(outlineAfter, outlineBefore);
+        // A remote destination names its file relative to the document's folder.
+        std::regex folderOfFile("file://.*/");
+        EXPECT_EQ(std::regex_replace(outlineAfter, folderOfFile, "file:///"),
+                  std::regex_replace(outlineBefore, folderOfFile, "file:///"));
         std::string infoBefore, infoAfter;
         run("pdfinfo " + quote(input) + " | grep -E '^(Title|Author|Subject):'", &infoBefore);
         run("pdfinfo " + quote(folder.file("out.pdf")) + " | grep -E '^(Title|Author|Subject):'",
             &infoAfter);
-        EXPECT_EQ(infoAfter, infoBefore);
+        // Where poppler cannot read a damaged file's information, ours is at least as good.
+        if (!infoBefore.empty())
+            EXPECT_EQ(infoAfter, infoBefore);
     }
 }
 
