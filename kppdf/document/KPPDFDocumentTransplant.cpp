@@ -24,7 +24,7 @@ bool isFlattened(KPPDFObjectStream& placement) {
     return flattened && flattened->asBoolean() && flattened->asBoolean()->boolValue();
 }
 
-// Form XObject entries of a stream that name data outside the file (ISO 32000-1, 7.3.8.2).
+// Stream dictionary entries that name data kept outside the file (ISO 32000-1, 7.3.8.2).
 constexpr const char* kExternalStreamKeys[] = {"F", "FFilter", "FDecodeParms", "FDecodeParams"};
 // Names tried beyond the ones a page already holds before giving up on a free one.
 constexpr uint32_t kMaxNameAttempts = 64;
@@ -72,7 +72,8 @@ bool imprintContent(KPPDFPage& imprintPage, KPPDFData* data, KPPDFRef<KPPDFObjec
     }
     std::string joined;
     for (const auto& stream : streams) {
-        // Content streams split anywhere but between tokens (ISO 32000-1, 7.8.2).
+        // A page's content streams split between tokens only (ISO 32000-1, 7.8.2): a line end
+        // keeps the last token of one apart from the first of the next.
         joined.append(stream->decodedData().view());
         joined.push_back('\n');
     }

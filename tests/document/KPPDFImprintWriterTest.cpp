@@ -446,3 +446,37 @@ TEST(KPPDFImprintWriter, ImprintsThatCannotBeDrawnAreLeftOut) {
     EXPECT_EQ(placements(bytes), 1u);
     EXPECT_TRUE(log.contains("Imprint without a page to draw"));
 }
+
+TEST(KPPDFImprintWriter, ImprintDrawnInSeveralStreamsIsJoinedIntoOneForm) {
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    LogCapture quiet;
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(
+        KPPDFData::dataWithContentsOfFile(kImprints + "/stamp_split.pdf"), {100, 200});
+    imprint->setSize({100, 50});
+    document->pageAtIndex(0)->addImprint(imprint);
+    std::string bytes = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("split.pdf", bytes));
+    EXPECT_EQ(check(folder.file("split.pdf")), 0);
+    EXPECT_NE(text(folder.file("split.pdf")).find("STAMPED"), std::string::npos);
+    Picture picture = render(folder.file("split.pdf"), 1, folder);
+    ASSERT_EQ(picture.height, 400);
+    EXPECT_TRUE(picture.isRed(105, 400 - 205));
+    EXPECT_TRUE(picture.isWhite(95, 400 - 205));
+
+    // The form comes back as one content stream holding both parts.
+    KPPDFRef<KPPDFDocument> reopened = openBytes(bytes);
+    ASSERT_TRUE(reopened);
+    ASSERT_EQ(reopened->pageAtIndex(0)->contentImprints().size(), 1u);
+    KPPDFRef<KPPDFDocument> restored = reopened->pageAtIndex(0)->contentImprints()[0]->document();
+    ASSERT_TRUE(restored);
+    auto content = restored->pageAtIndex(0)->pageDictionary()->resolvedObjectForKey<KPPDFObjectStream>(
+        "Contents");
+    ASSERT_TRUE(content);
+    std::string drawing(content->decodedData().view());
+    EXPECT_NE(drawing.find("re f Q\n"), std::string::npos) << drawing;
+    EXPECT_NE(drawing.find("(STAMPED) Tj ET\n"), std::string::npos) << drawing;
+}

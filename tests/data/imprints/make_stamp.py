@@ -7,6 +7,8 @@ stamp.pdf   one page of 100 by 50 points, filled pure red, with the word
 target.pdf  two white pages with a line of text each: the first 300 by 400
             points; the second has /Rotate 90 on a media box of 400 by 300
             (reportlab turns the box), so it is seen 300 wide and 400 high.
+stamp_split.pdf  stamp.pdf with its drawing in two content streams (the red box,
+            then the word), made with pikepdf.
 
 Run with the Debian python that has reportlab:
     /usr/bin/python3 tests/data/imprints/make_stamp.py [folder]
@@ -47,6 +49,20 @@ def target(path):
     c.save()
 
 
+def split(source, path):
+    import pikepdf
+
+    pdf = pikepdf.open(source)
+    page = pdf.pages[0]
+    font = list(page.Resources.Font.keys())[0]
+    box = pikepdf.Stream(pdf, b"q 1 0 0 rg 0 0 100 50 re f Q")
+    word = pikepdf.Stream(pdf, b"BT " + font.encode() + b" 14 Tf 10 30 Td (STAMPED) Tj ET")
+    page.obj.Contents = pikepdf.Array([pdf.make_indirect(box), pdf.make_indirect(word)])
+    pdf.save(path, static_id=True, compress_streams=False,
+             object_stream_mode=pikepdf.ObjectStreamMode.disable)
+
+
 if __name__ == "__main__":
     stamp(os.path.join(FOLDER, "stamp.pdf"))
     target(os.path.join(FOLDER, "target.pdf"))
+    split(os.path.join(FOLDER, "stamp.pdf"), os.path.join(FOLDER, "stamp_split.pdf"))
