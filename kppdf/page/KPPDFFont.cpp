@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <mutex>
 
@@ -222,7 +223,29 @@ bool KPPDFFont::initWithFontDictionary(const KPPDFRef<KPPDFObject>& fontDictiona
     setupCMap();
     if (fontType_ == KPPDFFontTypeType0)
         setupCIDWidths();
+    setupCodeText();
     return true;
+}
+
+void KPPDFFont::setupCodeText() {
+    hasCodeText_ = false;
+    if (isTwoByte_ || !encodingTable_)
+        return;
+    std::array<CodeText, 256> table{};
+    for (uint32_t code = 0; code < 256; code++) {
+        uint16_t unit;
+        if (!cmap_ || !cmap_->unicodeForCode(code, &unit))
+            unit = encodingTable_[code];
+        // Half a pair may join the next code's half; such fonts take the general path.
+        if (unit >= 0xD800 && unit <= 0xDFFF)
+            return;
+        std::string text;
+        appendUTF8(text, unit);
+        table[code].length = static_cast<uint8_t>(text.size());
+        std::memcpy(table[code].bytes, text.data(), text.size());
+    }
+    codeText_ = table;
+    hasCodeText_ = true;
 }
 
 void KPPDFFont::readEncoding() {
@@ -524,6 +547,18 @@ uint32_t KPPDFFont::descriptorFlags() const {
 std::string KPPDFFont::stringForData(std::string_view data) const {
     std::string text;
     text.reserve(data.size() * 3);
+    appendStringForData(data, text);
+    return text;
+}
+
+void KPPDFFont::appendStringForData(std::string_view data, std::string& text) const {
+    if (hasCodeText_) {
+        for (char byte : data) {
+            const CodeText& piece = codeText_[static_cast<uint8_t>(byte)];
+            text.append(piece.bytes, piece.length);
+        }
+        return;
+    }
     uint16_t pendingHigh = 0; // a high surrogate waiting for its low half
     auto append = [&](uint16_t unit) {
         char32_t codePoint = unit;
@@ -563,7 +598,6 @@ std::string KPPDFFont::stringForData(std::string_view data) const {
     }
     if (pendingHigh)
         appendUTF8(text, kReplacementCharacter);
-    return text;
 }
 
 std::string KPPDFFont::dataForGlyph(uint16_t code) const {

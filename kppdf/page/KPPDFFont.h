@@ -88,6 +88,9 @@ public:
     // codes through the CMap where it maps them, else the encoding table (0 where it defines
     // nothing); two-byte codes through the CMap, else taken as UTF-16 themselves.
     std::string stringForData(std::string_view data) const;
+    // The same text appended to out, which keeps its capacity: what a caller decoding many
+    // strings uses so that no string is made per code.
+    void appendStringForData(std::string_view data, std::string& out) const;
     // The CMap's 2-byte big-endian UTF-16 for a code; empty without a CMap or a mapping.
     std::string dataForGlyph(uint16_t code) const;
 
@@ -166,6 +169,15 @@ private:
     bool isTwoByte_ = false;
     KPPDFRef<KPPDFCMap> cmap_;
     bool isVerticalMode_ = false;
+    // The UTF-8 text of each one-byte code, worked out once when the encoding and CMap are
+    // known; used while hasCodeText_ (no code of the font decodes to half a surrogate pair).
+    struct CodeText {
+        uint8_t length = 0;
+        char bytes[3] = {};
+    };
+    std::array<CodeText, 256> codeText_{};
+    bool hasCodeText_ = false;
+    void setupCodeText();
 };
 
 // Font name to the standard font name it stands for; every standard name maps to itself.

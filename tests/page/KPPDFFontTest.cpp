@@ -403,6 +403,10 @@ TEST(KPPDFFont, ToUnicodeMaps) {
                    "/Registry (Adobe) /Ordering (Japan1) >> >> ] >>");
     builder.add(5, "<< /Type /Font /Subtype /Type0 /BaseFont /Wide /Encoding /Identity-H "
                    "/DescendantFonts [ << /WMode 1 >> ] >>");
+    // Codes mapped to the two halves of a surrogate pair: shown together they make one
+    // character, alone each is a replacement character.
+    builder.addStream(6, "", "2 beginbfchar\n<41> <D835>\n<42> <DC00>\nendbfchar\n");
+    builder.add(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Halves /ToUnicode 6 0 R >>");
     auto document = loadObjects(builder.build("/Root 3 0 R"));
     ASSERT_TRUE(document);
 
@@ -413,6 +417,14 @@ TEST(KPPDFFont, ToUnicodeMaps) {
     EXPECT_EQ(simple->stringForData("\x01\x02!\x27"), "Hi!\u2019");
     EXPECT_EQ(simple->dataForGlyph(2), std::string("\x00\x69", 2));
     EXPECT_EQ(simple->dataForGlyph(3), "");
+    std::string appended = "x";
+    simple->appendStringForData("\x02\x01", appended);
+    EXPECT_EQ(appended, "xiH");
+    auto halves = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(7));
+    ASSERT_TRUE(halves);
+    EXPECT_EQ(halves->stringForData("AB"), "\U0001D400");
+    EXPECT_EQ(halves->stringForData("A"), "\uFFFD");
+    EXPECT_EQ(halves->stringForData("BAc"), "\uFFFD\uFFFDc");
 
     auto composite = KPPDFFont::fontWithFontDictionary(document->objectWithNumber(4));
     ASSERT_TRUE(composite);
