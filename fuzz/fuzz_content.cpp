@@ -101,5 +101,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     }
     if (!page->gstate())
         __builtin_trap();
+
+    // Released, the page holds nothing; read again (the forms' bytes decoded anew), it makes
+    // the same text.
+    std::string first;
+    for (const auto& blob : page->textBlobs())
+        first += blob->string() + '\n';
+    size_t images = page->images().size();
+    page->releaseContent();
+    if (!page->textBlobs().empty() || !page->images().empty() || !page->pageFonts().empty())
+        __builtin_trap();
+    page->setupFontInfo(KPPDFResolve<KPPDFObjectDictionary>(
+        page->pageDictionary()->objectFromAncestorsForKey("Resources")));
+    page->parseContentStreams({stream});
+    std::string second;
+    for (const auto& blob : page->textBlobs())
+        second += blob->string() + '\n';
+    if (second != first || page->images().size() != images)
+        __builtin_trap();
     return 0;
 }

@@ -111,6 +111,8 @@ int runText(KPPDFToolContext& context, const TextOptions& options) {
         if (i > first)
             std::fputc('\f', stdout);
         std::fwrite(page->pageString().data(), 1, page->pageString().size(), stdout);
+        // Its text is out: what preparing it made is not needed again.
+        page->releaseContent();
     }
     return KPPDFToolExitOK;
 }
@@ -125,6 +127,9 @@ int runSearch(KPPDFToolContext& context, const TextOptions& options) {
     for (uint32_t i = first; i < end; i++) {
         std::vector<KPPDFSearchResult> onPage = document->findStringOnPage(options.query, i, flags);
         hits.insert(hits.end(), onPage.begin(), onPage.end());
+        // The hits hold their rectangles: the page's text state is not needed again.
+        if (KPPDFRef<KPPDFPage> page = document->pageAtIndex(i))
+            page->releaseContent();
     }
     if (context.json) {
         nlohmann::json list = nlohmann::json::array();
@@ -156,8 +161,12 @@ int runFonts(KPPDFToolContext& context) {
     if (!document)
         return context.status;
     // Fonts are read as the pages' content is, forms included.
-    for (uint32_t i = 0; i < document->pageCount(); i++)
-        document->pageAtIndex(i)->prepareForSearch();
+    for (uint32_t i = 0; i < document->pageCount(); i++) {
+        KPPDFRef<KPPDFPage> page = document->pageAtIndex(i);
+        page->prepareForSearch();
+        // The document keeps the fonts; the page's text is not wanted.
+        page->releaseContent();
+    }
     nlohmann::json list = nlohmann::json::array();
     if (!context.json)
         std::printf("%-6s %-40s %-8s %-32s %s\n", "object", "name", "kind", "encoding", "unicode");

@@ -247,6 +247,7 @@ void KPPDFPage::resetContent() {
     gstate_ = std::make_shared<KPPDFGraphicsState>();
     gstateStack_ = {gstate_};
     pageString_ = KPPDFAttributedString();
+    decodedStreams_.clear();
     preparedForSearch_ = false;
     preparedForSelection_ = false;
     parsedFirstContentObject_ = false;

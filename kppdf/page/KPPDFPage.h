@@ -125,6 +125,10 @@ public:
     // Drops everything text preparation made, so the next text request parses again; the
     // imprints, extra objects and images stay.
     void resetContent();
+    // resetContent, and also the images and the decoded bytes of the content streams and forms
+    // the page read: what a caller that is done with the page's text calls to give its memory
+    // back. The next text request decodes and parses again.
+    void releaseContent();
 
     // ---- Copying and comparing ----
     // Same document and same page number; nothing else is compared.
@@ -250,6 +254,8 @@ private:
     std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_{gstate_};
     std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs_;
     std::vector<KPPDFRef<KPPDFImage>> images_;
+    // The streams whose decoded bytes parsing asked for, so releaseContent can drop them.
+    std::vector<KPPDFRef<KPPDFObjectStream>> decodedStreams_;
 
     // Text lines (KPPDFPageText.cpp).
     BaselineList baselines_;

@@ -122,6 +122,32 @@ bool numberFromToken(const char* p, uint32_t length, float* value) {
     return true;
 }
 
+// The buffers parseTextBlobs works in. Each thread has its own, so pages prepared on several
+// threads do not share them; one string is decoded at a time (no call runs inside another).
+struct TextScratch {
+    struct Move {
+        uint32_t codeIndex;
+        float amount;
+    };
+    std::string codes;
+    std::vector<Move> moves;
+    std::string text;
+    std::vector<float> widths;
+    std::vector<KPPDFTextBlob::Adjustment> adjustments;
+    void clear() {
+        codes.clear();
+        moves.clear();
+        text.clear();
+        widths.clear();
+        adjustments.clear();
+    }
+};
+
+TextScratch& textScratch() {
+    thread_local TextScratch scratch;
+    return scratch;
+}
+
 uint32_t utf8Length(std::string_view text) {
     uint32_t count = 0;
     for (char c : text)
@@ -322,12 +348,23 @@ void KPPDFPage::parseContentStreams(const std::vector<KPPDFRef<KPPDFObjectStream
     ContentContext::Run run;
     ContentContext context;
     context.content = contentDataForStreams(streams);
+    decodedStreams_.insert(decodedStreams_.end(), context.content.streams.begin(),
+                           context.content.streams.end());
     if (pageDictionary_)
         context.resources = KPPDFResolve<KPPDFObjectDictionary>(
             pageDictionary_->objectFromAncestorsForKey("Resources"));
     run.pageResources = context.resources;
     context.run = &run;
     interpretContent(context);
+}
+
+void KPPDFPage::releaseContent() {
+    // A form drawn again and again is listed each time; dropping its bytes twice is harmless.
+    for (const auto& stream : decodedStreams_)
+        stream->releaseDecodedData();
+    resetContent();
+    images_.clear();
+    decodedStreams_.shrink_to_fit();
 }
 
 void KPPDFPage::handleTd(float tx, float ty) {
@@ -657,6 +694,7 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
 
     ContentContext inner;
     inner.content = contentDataForStreams({stream});
+    decodedStreams_.push_back(stream);
     inner.resources = resources;
     inner.run = &run;
     inner.depth = context.depth + 1;
@@ -690,14 +728,14 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
     const uint32_t codeLength = font && font->isTwoByte() ? 2 : 1;
 
     // The operand: the codes of its strings, and for TJ its numbers by the code they precede.
+    // The buffers are the thread's own and keep their capacity from string to string; the blob
+    // gets copies of just the right size.
+    TextScratch& scratch = textScratch();
+    scratch.clear();
+    std::string& codes = scratch.codes;
+    std::vector<TextScratch::Move>& moves = scratch.moves;
     const char* p = data.chars() + range.location;
     const char* end = p + range.length;
-    std::string codes;
-    struct Move {
-        uint32_t codeIndex;
-        float amount;
-    };
-    std::vector<Move> moves;
     auto appendString = [&](const char* from) {
         size_t before = codes.size();
         const char* after = KPPDFContentTokenizer::decodeString(from, end, codes);
@@ -744,14 +782,15 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
     const bool vertical = font && font->isVerticalMode();
     const uint32_t nCodes = static_cast<uint32_t>(codes.size() / codeLength);
 
-    std::string text;
-    std::vector<float> widths;
-    std::vector<KPPDFTextBlob::Adjustment> adjustments;
-    float advance = 0;  // along the line, from the text matrix origin
-    float start = 0;    // where the first glyph begins
-    float textEnd = 0;  // where the last glyph ends
-    float vAdvance = 0; // vertical fonts move down instead
-    float pending = 0;  // advance of codes that decode to no character yet
+    std::string& text = scratch.text;
+    std::vector<float>& widths = scratch.widths;
+    std::vector<KPPDFTextBlob::Adjustment>& adjustments = scratch.adjustments;
+    uint32_t characterCount = 0; // of text
+    float advance = 0;           // along the line, from the text matrix origin
+    float start = 0;             // where the first glyph begins
+    float textEnd = 0;           // where the last glyph ends
+    float vAdvance = 0;          // vertical fonts move down instead
+    float pending = 0;           // advance of codes that decode to no character yet
     size_t moveIndex = 0;
     for (uint32_t i = 0; i <= nCodes; i++) {
         for (; moveIndex < moves.size() && moves[moveIndex].codeIndex == i; moveIndex++) {
@@ -767,9 +806,10 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
             }
             if (i == nCodes)
                 continue; // after the last glyph: moves the next text, not part of this one
-            KPPDFTextBlob::Adjustment adjustment{i, utf8Length(text), amount, false};
+            KPPDFTextBlob::Adjustment adjustment{i, characterCount, amount, false};
             if (amount <= KPPDFTextBlob::kWordGapMove && !text.empty() && text.back() != ' ') {
                 text.push_back(' ');
+                characterCount++;
                 widths.push_back(move * scale);
                 adjustment.insertedSpace = true;
             } else if (!widths.empty()) {
@@ -792,23 +832,26 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
             vAdvance += kDefaultVerticalAdvance * size + spacing;
         advance += glyphAdvance;
         textEnd = advance;
-        std::string piece = font ? font->stringForData(std::string_view(code, codeLength))
-                                 : KPPDFTextEncoding::latin1ToUTF8(std::string_view(code, 1));
-        uint32_t characters = utf8Length(piece);
+        const size_t before = text.size();
+        if (font)
+            font->appendStringForData(std::string_view(code, codeLength), text);
+        else
+            text += KPPDFTextEncoding::latin1ToUTF8(std::string_view(code, 1));
+        uint32_t characters = utf8Length(std::string_view(text).substr(before));
         if (characters == 0) {
             pending += glyphAdvance * scale;
             continue;
         }
+        characterCount += characters;
         widths.push_back(glyphAdvance * scale + pending);
         pending = 0;
         widths.insert(widths.end(), characters - 1, 0.0f);
-        text += piece;
     }
     if (pending != 0 && !widths.empty())
         widths.back() += pending;
 
     // The state as the text was shown, before the text matrix moves past it.
-    KPPDFRef<KPPDFGraphicsState> shownState = gstate_->copy();
+    KPPDFRef<KPPDFGraphicsState> shownState = nCodes ? gstate_->copy() : nullptr;
     KPPDFAffineTransform next = vertical ? translation(0, vAdvance) : translation(advance, 0);
     gstate_->setTextMatrix(next.concat(gs.textMatrix()));
     if (nCodes == 0)
@@ -820,13 +863,15 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
     KPPDFPoint location = trm.apply({start, gs.Trise()});
     KPPDFRef<KPPDFTextBlob> blob =
         KPPDFTextBlob::textBlobAt(location, ascent * height, std::min(descent * height, 0.0f),
-                                  std::move(shownState), stream, range, std::move(text));
+                                  std::move(shownState), stream, range, std::string(text));
     blob->setWidth((textEnd - start) * scale);
-    blob->setWidths(std::move(widths));
+    blob->setWidths(std::vector<float>(widths.begin(), widths.end()));
     blob->setFont(std::move(font));
     blob->setIsArray(isArray);
-    blob->setCodes(std::move(codes));
-    blob->setAdjustments(std::move(adjustments));
+    blob->setCodes(std::string(codes));
+    if (!adjustments.empty())
+        blob->setAdjustments(
+            std::vector<KPPDFTextBlob::Adjustment>(adjustments.begin(), adjustments.end()));
     blob->setTextScale(scale);
     PageLockHolder lock;
     textBlobs_.push_back(std::move(blob));

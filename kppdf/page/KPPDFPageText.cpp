@@ -144,22 +144,34 @@ float displayFontSize(const KPPDFTextBlob& blob) {
 // looked up once per font while one page string is built.
 class BlobAttributes {
 public:
-    KPPDFTextAttributes attributesFor(const KPPDFTextBlob& blob) {
-        KPPDFTextAttributes attributes;
+    // Valid until the next call. Neighbouring blobs mostly look alike, so the last attributes
+    // are kept and handed out again rather than built anew for each blob.
+    const KPPDFTextAttributes& attributesFor(const KPPDFTextBlob& blob) {
         const KPPDFGraphicsState* state = blob.gstate().get();
         // Text is filled in black until a colour operator says otherwise (ISO 32000-1, 8.6.8).
-        attributes.foregroundColor =
+        KPPDFColor color =
             state && state->nonstrokeColor() ? *state->nonstrokeColor() : KPPDFColor::blackColor();
-        auto found = faces_.find(blob.font().get());
+        float size = displayFontSize(blob);
+        const KPPDFFont* font = blob.font().get();
+        if (hasLast_ && font == lastFont_ && last_.foregroundColor == color &&
+            last_.fontSize == size)
+            return last_;
+        auto found = faces_.find(font);
         if (found == faces_.end())
-            found = faces_.emplace(blob.font().get(), displayFontName(blob.font().get())).first;
-        attributes.fontName = found->second;
-        attributes.fontSize = displayFontSize(blob);
-        return attributes;
+            found = faces_.emplace(font, displayFontName(font)).first;
+        last_.foregroundColor = color;
+        last_.fontName = found->second;
+        last_.fontSize = size;
+        lastFont_ = font;
+        hasLast_ = true;
+        return last_;
     }
 
 private:
     std::map<const KPPDFFont*, std::string> faces_;
+    KPPDFTextAttributes last_;
+    const KPPDFFont* lastFont_ = nullptr;
+    bool hasLast_ = false;
 };
 
 bool startsWithWhitespace(std::string_view text) {
@@ -263,7 +275,7 @@ void KPPDFPage::prepareForSearch() {
     for (size_t i = 0; i < textBlobs_.size(); i++) {
         KPPDFTextBlob& blob = *textBlobs_[i];
         line.push_back(textBlobs_[i]);
-        KPPDFTextAttributes look = attributes.attributesFor(blob);
+        const KPPDFTextAttributes& look = attributes.attributesFor(blob);
         // Neighbours set apart by more than a letter's gap are separate words, even when the
         // content shows no space between them (each word placed by its own operator).
         if (previous && !previous->string().empty() && !blob.string().empty() &&
