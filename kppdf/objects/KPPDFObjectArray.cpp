@@ -11,6 +11,16 @@
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "kppdf/platform/KPPDFLog.h"
 
+namespace {
+// The document an unread array from a file body is left with when its own goes away: one with
+// no objects, so that the array still reads "N G R" as references when it is read at last,
+// and they lead nowhere, as every reference of a document that is gone does.
+KPPDFDocument* detachedDocument() {
+    static KPPDFDocument* const document = new KPPDFDocument(); // lives as long as the process
+    return document;
+}
+} // namespace
+
 KPPDFObjectArray::KPPDFObjectArray() { objectType_ = KPPDFObjectTypeArray; }
 
 KPPDFObjectArray::KPPDFObjectArray(KPPDFObjectList list) : KPPDFObjectArray() {
@@ -36,8 +46,16 @@ KPPDFRef<KPPDFObjectArray> KPPDFObjectArray::arrayAtOffset(uint64_t offset,
     array->offset_ = offset;
     array->directOnly_ = directOnly;
     array->inText_ = inText;
-    if (directOnly || inText || contained) {
+    if (directOnly || inText) {
         if (!array->parse())
+            return nullptr;
+    } else if (contained) {
+        // Inside a dictionary being read, a plain array (a page's Annots, its MediaBox, a
+        // node's Kids) waits for its first use too: most are never looked at.
+        uint32_t plainLength = KPPDFPlainArrayLength(data, offset);
+        if (plainLength)
+            array->rawLength_ = plainLength;
+        else if (!array->parse())
             return nullptr;
     } else {
         array->rawLength_ = KPPDFLazyObjectLength(data, offset, false);
@@ -118,6 +136,8 @@ bool KPPDFObjectArray::parse() {
     rawLength_ = static_cast<uint32_t>(position - offset_);
     parsed_ = true;
     objectData_ = KPPDFData();
+    if (document_ == detachedDocument())
+        setDocument(nullptr);
     return true;
 }
 
@@ -152,6 +172,16 @@ KPPDFRef<KPPDFObject> KPPDFObjectArray::copy() const {
     auto& self = const_cast<KPPDFObjectArray&>(*this);
     auto copy = std::make_shared<KPPDFObjectArray>();
     copy->document_ = document_;
+    if (!parsed_ && !objectData_.isNull()) {
+        // Unread, the copy reads the same bytes when it is first used: its elements will be
+        // fresh objects all the same, and this array stays unread.
+        copy->objectData_ = objectData_;
+        copy->offset_ = offset_;
+        copy->rawLength_ = rawLength_;
+        copy->directOnly_ = directOnly_;
+        copy->inText_ = inText_;
+        return copy;
+    }
     copy->parsed_ = true;
     for (auto& element : self.value()) {
         if (!element)
@@ -202,6 +232,11 @@ std::string KPPDFObjectArray::description() const {
 }
 
 void KPPDFObjectArray::disconnect() {
+    if (!parsed_ && !objectData_.isNull() && !directOnly_ && document_) {
+        KPPDFObject::disconnect();
+        document_ = detachedDocument();
+        return;
+    }
     KPPDFObject::disconnect();
     for (auto& element : list_)
         if (element)

@@ -252,12 +252,12 @@ TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
         auto first = KPPDFCast<KPPDFObjectArray>(
             document->resolveDestination(KPPDFObjectName::nameWithString("first")));
         ASSERT_TRUE(first);
-        EXPECT_EQ(first->directObject(), "[ 3 0 R /Fit ]");
+        EXPECT_EQ(first->directObject(), "[3 0 R /Fit]");
         // A dictionary value leads to its D array; a string finds the same key as a name.
         auto second = KPPDFCast<KPPDFObjectArray>(
             document->resolveDestination(KPPDFObjectString::stringWithString("second")));
         ASSERT_TRUE(second);
-        EXPECT_EQ(second->directObject(), "[ 4 0 R /XYZ 1 2 3 ]");
+        EXPECT_EQ(second->directObject(), "[4 0 R /XYZ 1 2 3]");
         auto third = document->resolveDestination(KPPDFObjectName::nameWithString("third"));
         ASSERT_TRUE(third && third->asArray());
         EXPECT_EQ(third->objectNumber(), 9u);
@@ -289,10 +289,10 @@ TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
         // The later alpha replaces the earlier one.
         auto alpha = document->resolveDestination(KPPDFObjectString::stringWithString("alpha"));
         ASSERT_TRUE(alpha);
-        EXPECT_EQ(alpha->directObject(), "[ 5 0 R /FitB ]");
+        EXPECT_EQ(alpha->directObject(), "[5 0 R /FitB]");
         auto beta = document->resolveDestination(KPPDFObjectString::stringWithString("beta"));
         ASSERT_TRUE(beta);
-        EXPECT_EQ(beta->directObject(), "[ 4 0 R /FitR 10 20 30 40 ]");
+        EXPECT_EQ(beta->directObject(), "[4 0 R /FitR 10 20 30 40]");
         auto odd = document->resolveDestination(KPPDFObjectString::stringWithString("odd"));
         ASSERT_TRUE(odd);
         EXPECT_EQ(odd->objectType(), KPPDFObjectTypeNull);
@@ -931,4 +931,40 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
     LogCapture log;
     EXPECT_EQ(KPPDFPage::pageWithData(KPPDFData(std::string("not a PDF")), 0, nullptr)->document(),
               nullptr);
+}
+
+TEST(KPPDFDocumentPageTreeFixtures, OutlineAndNamesReadOnFirstUse) {
+    // The outline leads to the pages as they were opened, even when it is first asked for after
+    // the page list has changed.
+    {
+        auto document = openFixture(fixturePath("outline.pdf"));
+        ASSERT_TRUE(document);
+        KPPDFRef<KPPDFPage> first = document->pageAtIndex(0);
+        document->removePageAtIndex(0);
+        ASSERT_TRUE(document->outlines());
+        EXPECT_EQ(document->outlines()->children()[0]->destination()->page(), first);
+    }
+    // Resolving a name is a first use of the named destinations as well; the name tree still
+    // wins over the catalogue's Dests.
+    {
+        auto document = openFixture(fixturePath("dests_both.pdf"));
+        ASSERT_TRUE(document);
+        KPPDFRef<KPPDFObject> target =
+            document->resolveDestination(KPPDFObjectString::stringWithString("shared"));
+        ASSERT_TRUE(target && target->asArray() && target->asArray()->count() > 0);
+        EXPECT_EQ(pageIndex(*document,
+                            document->pageForReference(target->asArray()->value()[0])),
+                  1);
+    }
+    // A document that wants a password has neither until it is opened with one.
+    {
+        int32_t result = -1;
+        auto document = KPPDFDocument::documentWithContentsOfFile(fixturePath("rc4_40_user.pdf"),
+                                                                  &result);
+        ASSERT_TRUE(document);
+        ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
+        EXPECT_TRUE(document->dests().empty());
+        EXPECT_EQ(document->outlines(), nullptr);
+        EXPECT_EQ(document->pageCount(), 0u);
+    }
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <cstring>
 #include <string>
 
 #include "kppdf/document/KPPDFDocument.h"
@@ -302,7 +303,8 @@ TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
     EXPECT_EQ(page->objectFromAncestorsForKey("Rotate")->longLongValue(), 180);
     KPPDFRef<KPPDFObject> mediaBox = page->objectFromAncestorsForKey("MediaBox");
     ASSERT_TRUE(mediaBox && mediaBox->asArray());
-    EXPECT_EQ(mediaBox->directObject(), "[ 0 0 612 792 ]");
+    // Unread, it is written as the file has it.
+    EXPECT_EQ(mediaBox->directObject(), "[0 0 612 792]");
     EXPECT_EQ(mediaBox->directContainer()->objectNumber(), 1u);
     KPPDFRef<KPPDFObject> resources = page->objectFromAncestorsForKey("Resources");
     ASSERT_TRUE(resources && resources->asDictionary());
@@ -375,4 +377,65 @@ TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
     EXPECT_FALSE(x->asReference()->value());
     root->objectForKey("Direct")->asDictionary()->resolveEntries();
     EXPECT_TRUE(x->asReference()->value());
+}
+
+TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
+    struct Case {
+        const char* text;
+        bool plain; // bound lazily inside a dictionary that is parsed at once
+        size_t elements = 0;
+    };
+    const Case cases[] = {
+        {"[1 0 R 2 0 R]", true, 2},
+        {"[0 0 612 792]", true, 4},
+        {"[/A/B /C#20D]", true, 3},
+        {"[true false null]", true, 3},
+        {"[1 2 3 R 007 0 R]", true, 3},
+        {"[-1.5 +2 .5 3. -0]", true, 5},
+        {"[ ]", true, 0},
+        {"[\t1\r0\fR\n]", true, 1},
+        {"[1 (x) 2]", false},
+        {"[1 <00> 2]", false},
+        {"[1 [2] 3]", false},
+        {"[1 << /A 1 >>]", false},
+        {"[1 0 R % note\n]", false},
+        {"[1 0.0 R]", false},
+        {"[+1 0 R]", false},
+        {"[12345678901 0 R]", false},
+        {"[1 0 Rx]", false},
+        {"[1e5]", false},
+        {"[1.2.3]", false},
+        {"[truex]", false},
+        {"[- 1]", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        LogCapture quiet;
+        KPPDFDocument lazyDoc;
+        auto dictionary = KPPDFCast<KPPDFObjectDictionary>(
+            parseBody(lazyDoc, std::string("<< /K ") + c.text + " /Z 7 >>\nendobj\n", true));
+        ASSERT_TRUE(dictionary);
+        auto array = KPPDFCast<KPPDFObjectArray>(dictionary->objectForKey("K"));
+        ASSERT_TRUE(array);
+        EXPECT_EQ(array->isParsed(), !c.plain);
+        if (!c.plain)
+            continue;
+        // The dictionary read on past the array exactly, and writes it back as it stands.
+        KPPDFRef<KPPDFObject> z = dictionary->objectForKey("Z");
+        ASSERT_TRUE(z);
+        EXPECT_EQ(z->longLongValue(), 7);
+        EXPECT_EQ(array->untouchedBytes(), c.text);
+        EXPECT_NE(dictionary->directObject().find(c.text), std::string::npos);
+        EXPECT_EQ(array->directContainer(), dictionary.get());
+
+        // Read later, every token is an element and the array ends where it was measured to.
+        quiet.clear();
+        array->value();
+        EXPECT_TRUE(array->isParsed());
+        EXPECT_EQ(array->rawLength(), std::strlen(c.text));
+        EXPECT_TRUE(quiet.lines().empty());
+        EXPECT_EQ(array->count(), c.elements);
+        for (auto& element : array->value())
+            EXPECT_EQ(element->directContainer(), array.get());
+    }
 }

@@ -301,8 +301,8 @@ TEST(KPPDFObjectGraph, FixReferencesBetweenDocuments) {
     EXPECT_EQ(copied->directObject(), "<< /Font 7 0 R /Image 8 0 R /List [ 7 0 R ] /Other 2 5 R>>");
     // The generation picks the table: there is no entry for generation 5.
     EXPECT_NE(KPPDFObject::resolve(copied->objectForKey("Other")).get(), font.get());
-    // The source keeps its own targets.
-    EXPECT_EQ(page->directObject(), "<< /Font 2 0 R /Image 3 0 R /List [ 2 0 R ] /Other 2 5 R>>");
+    // The source keeps its own targets; its unread List (copied unread) is written as it stands.
+    EXPECT_EQ(page->directObject(), "<< /Font 2 0 R /Image 3 0 R /List [2 0 R] /Other 2 5 R>>");
 
     // Streams pass the map to their dictionaries.
     auto stream = KPPDFObjectStream::streamWithData(KPPDFData::dataWithString("x"), {0, 1});

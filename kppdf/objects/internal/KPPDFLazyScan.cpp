@@ -1,6 +1,8 @@
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObject.h"
@@ -56,6 +58,75 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
         }
     }
     return static_cast<uint32_t>(last - offset);
+}
+
+uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset) {
+    // A reference number or generation of this many digits or fewer is read as one by the
+    // parser; a longer one may not be, and the array is then left to the parser.
+    constexpr uint64_t kMaxReferenceDigits = 9;
+    const uint64_t length = data.length();
+    if (offset >= length || offset > UINT32_MAX || data.bytes()[offset] != '[')
+        return 0;
+    const char* base = data.chars();
+    auto byte = [&](uint64_t at) { return static_cast<uint8_t>(base[at]); };
+    // A token must end at white space, the closing bracket or the slash of a name: anything
+    // else (strings, comments, containers, "1e5") is for the parser to judge.
+    auto endsToken = [&](uint64_t at) {
+        return at < length && (KPPDFIsWhitespace(byte(at)) || base[at] == ']' || base[at] == '/');
+    };
+    // How many plain unsigned integers (that could be "N G" of a reference) came last, up to 2.
+    int integers = 0;
+    uint64_t p = offset + 1;
+    while (true) {
+        while (p < length && KPPDFIsWhitespace(byte(p)))
+            p++;
+        if (p >= length)
+            return 0;
+        const char c = base[p];
+        if (c == ']') {
+            uint64_t end = p + 1;
+            return end - offset > UINT32_MAX ? 0 : static_cast<uint32_t>(end - offset);
+        }
+        uint64_t start = p;
+        if (c == '/') {
+            p++;
+            while (p < length &&
+                   (KPPDFDocumentCharLookup[byte(p)] & (KPPDFCharNumeric | KPPDFCharRegular)))
+                p++;
+            integers = 0;
+        } else if (KPPDFIsNumeric(byte(p))) {
+            // [+-] digits [. digits], or [+-] . digits: what the number readers take whole.
+            if (base[p] == '+' || base[p] == '-')
+                p++;
+            uint64_t digits = 0;
+            bool point = false;
+            while (p < length && (KPPDFIsDigit(byte(p)) || (base[p] == '.' && !point))) {
+                point |= base[p] == '.';
+                digits += base[p] != '.';
+                p++;
+            }
+            if (digits == 0 || (p < length && KPPDFIsNumeric(byte(p))))
+                return 0;
+            bool plainInteger = !point && KPPDFIsDigit(byte(start)) && digits <= kMaxReferenceDigits;
+            integers = plainInteger ? std::min(integers + 1, 2) : 0;
+        } else if (KPPDFDocumentCharLookup[byte(p)] & KPPDFCharRegular) {
+            while (p < length &&
+                   (KPPDFDocumentCharLookup[byte(p)] & (KPPDFCharNumeric | KPPDFCharRegular)))
+                p++;
+            std::string_view word(base + start, static_cast<size_t>(p - start));
+            if (word == "R") {
+                if (integers < 2)
+                    return 0;
+            } else if (word != "true" && word != "false" && word != "null") {
+                return 0;
+            }
+            integers = 0;
+        } else {
+            return 0;
+        }
+        if (!endsToken(p))
+            return 0;
+    }
 }
 
 bool KPPDFContainerEndsOpen(const KPPDFObject& object, const KPPDFData& data, uint64_t end) {

@@ -9,6 +9,12 @@
 // scanned.
 uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stopAtStream);
 
+// The length of the array at offset when it holds nothing but numbers, names, references,
+// booleans and nulls, written plainly (no comments, strings or nested containers), up to and
+// including its "]"; 0 for any other array. Parsing such an array gives exactly these tokens,
+// so it can be bound lazily even inside a container that is parsed at once.
+uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset);
+
 class KPPDFObject;
 
 // True when object, an array or dictionary element whose text ends at end in data, stopped
