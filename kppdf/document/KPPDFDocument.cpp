@@ -29,6 +29,7 @@ void KPPDFDocument::disconnectObjects() {
     // still holds resolves to null instead of reaching a dead document.
     std::vector<KPPDFRef<KPPDFObject>> table;
     table.swap(table_);
+    pending_.clear();
     for (auto& object : table)
         if (object)
             object->disconnect();
@@ -59,13 +60,45 @@ void KPPDFDocument::setObject(const KPPDFRef<KPPDFObject>& object, uint32_t numb
         KPPDFLog("Object number %u is beyond the supported range", number);
         return;
     }
-    if (number >= table_.size())
-        table_.resize(std::max<size_t>(number + 1, table_.size() + table_.size() / 2));
+    growTable(number);
     table_[number] = object;
+    pending_[number] = PendingEntry();
     object->setObjectNumber(number);
     object->setGeneration(generation);
 }
 
+void KPPDFDocument::growTable(uint32_t number) {
+    if (number >= table_.size())
+        table_.resize(std::max<size_t>(number + 1, table_.size() + table_.size() / 2));
+    if (pending_.size() != table_.size())
+        pending_.resize(table_.size());
+}
+
+void KPPDFDocument::enterPlaceholder(uint32_t number, uint32_t generation, uint32_t position) {
+    if (number == 0)
+        return;
+    if (number > kMaxObjectNumber) {
+        KPPDFLog("Object number %u is beyond the supported range", number);
+        return;
+    }
+    growTable(number);
+    // A later definition replaces an earlier one; what the earlier one made may be held by
+    // objects read meanwhile, so it is disconnected with the document rather than dropped.
+    if (table_[number])
+        retiredObjects_.push_back(std::move(table_[number]));
+    table_[number] = nullptr;
+    // The sentinel generation is no PDF generation (those end at 65535).
+    pending_[number] = {position, generation == kNoPlaceholder ? generation - 1 : generation};
+}
+
 KPPDFRef<KPPDFObject> KPPDFDocument::objectWithNumber(uint32_t number, uint32_t) const {
-    return number < table_.size() ? table_[number] : nullptr;
+    if (number >= table_.size())
+        return nullptr;
+    if (!table_[number] && number < pending_.size() &&
+        pending_[number].generation != kNoPlaceholder) {
+        const PendingEntry& entry = pending_[number];
+        table_[number] = KPPDFObjectReference::referenceWithObjectNumber(
+            number, entry.generation, const_cast<KPPDFDocument*>(this), entry.position);
+    }
+    return table_[number];
 }

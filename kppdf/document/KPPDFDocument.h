@@ -87,18 +87,30 @@ public:
     // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.
     void processKids(const KPPDFRef<KPPDFObjectArray>& kids, KPPDFObjectList& pagesObjects,
                      std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects);
+    // Reads the named destinations now (dests() reads them on its first call otherwise).
     void processDests();
     void processNameTree(const KPPDFRef<KPPDFObjectDictionary>& node, KPPDFObjectMap& into);
     // Named destinations (name or string key to object); empty when the document has none.
-    KPPDFObjectMap& dests() { return dests_; }
+    // Read from the catalog on the first call: a hyperref file holds thousands of them, which
+    // most users of a document never look at.
+    KPPDFObjectMap& dests() {
+        if (!destsRead_)
+            processDests();
+        return dests_;
+    }
     // A destination name (string or name) turned into its destination array; other objects
     // are returned unchanged; null for an unknown name.
     KPPDFRef<KPPDFObject> resolveDestination(const KPPDFRef<KPPDFObject>& object);
+    // Reads the outline now unless it has been read (outlines() reads it on its first call).
     void processOutline();
     void processOutlineLevel(const KPPDFRef<KPPDFObjectDictionary>& first,
                              const KPPDFRef<KPPDFOutline>& parent);
-    // The outline's root item; null when the document has no outline.
-    const KPPDFRef<KPPDFOutline>& outlines() const { return outlines_; }
+    // The outline's root item; null when the document has no outline. Read on the first call.
+    const KPPDFRef<KPPDFOutline>& outlines() {
+        if (!outlineRead_)
+            processOutline();
+        return outlines_;
+    }
     // The page whose dictionary the object (a reference, or an object with a number) names.
     KPPDFRef<KPPDFPage> pageForReference(const KPPDFRef<KPPDFObject>& object);
     uint32_t pageCount() const { return static_cast<uint32_t>(pages_.size()); }
@@ -259,12 +271,19 @@ protected:
 
     // Clears cached targets and back-links of every object the document reached.
     void disconnectObjects();
+    // Records an object of the cross-reference data: position is the byte offset of its first
+    // token, 0 when it is kept in an object stream. Its placeholder reference is made when the
+    // number is first looked up, so that opening allocates nothing per object.
+    void enterPlaceholder(uint32_t number, uint32_t generation, uint32_t position);
+    // Grows the table (and its placeholder records) to hold number.
+    void growTable(uint32_t number);
     // Opening steps (KPPDFDocumentOpening.cpp): the cross-reference chain into the table (false
     // when unusable), and the fresh file identifier.
     bool readCrossReferences(uint64_t offset, bool hasXref);
     void makeDocID();
-    // The last step of opening: named destinations, the page list and the outline.
+    // The last step of opening: the page list; named destinations and outline to be read.
     void processStructure();
+    void readOutlineBeforePageEdit();
     // Moves the table's objects aside (kept alive, disconnected with the document), so that
     // the table can be filled again from the same or new bytes.
     void retireObjects();
@@ -281,7 +300,15 @@ protected:
     KPPDFData docData_;
     char eol_[3] = {'\n', 0, 0};
     int32_t eolLength_ = 1;
-    std::vector<KPPDFRef<KPPDFObject>> table_;
+    // The object table, by number. Entries not yet looked up are null and have their place
+    // recorded in pending_ (generation kNoPlaceholder: none).
+    struct PendingEntry {
+        uint32_t position = 0;
+        uint32_t generation = kNoPlaceholder;
+    };
+    static constexpr uint32_t kNoPlaceholder = UINT32_MAX;
+    mutable std::vector<KPPDFRef<KPPDFObject>> table_;
+    std::vector<PendingEntry> pending_;
     uint32_t objectCount_ = 0;
     uint32_t nameCount_ = 0;
     std::string encryptKey_;
@@ -303,6 +330,10 @@ protected:
     bool pageIndexStale_ = false;
     KPPDFObjectMap dests_;
     KPPDFRef<KPPDFOutline> outlines_;
+    // Named destinations and the outline are read on first use once opening has got as far as
+    // the pages (it clears these); a document not opened that far has none.
+    bool destsRead_ = true;
+    bool outlineRead_ = true;
 
     KPPDFRef<KPPDFObjectDictionary> encryptDictionary_;
     bool isOwner_ = false;

@@ -73,7 +73,11 @@ int32_t KPPDFDocument::initWithData(const KPPDFData& data) {
 }
 
 void KPPDFDocument::processStructure() {
-    processDests();
+    // Named destinations and the outline are read when first asked for, from the bytes the
+    // document works on by then; an outline already read stays.
+    dests_.clear();
+    destsRead_ = false;
+    outlineRead_ = outlines_ != nullptr;
     // Pages that carried stored imprints had their overlays taken into imprints: the working
     // bytes are rewritten without them, so that they always match the object model.
     if (prepPages()) {
@@ -83,7 +87,6 @@ void KPPDFDocument::processStructure() {
             refreshDocData();
         }
     }
-    processOutline();
 }
 
 bool KPPDFDocument::versionAndEOF() {
@@ -195,6 +198,7 @@ bool KPPDFDocument::readCrossReferences(uint64_t offset, bool hasXref) {
     // Sized once, so that filling it allocates nothing but the placeholders.
     table_.clear();
     table_.resize(limit);
+    pending_.assign(limit, PendingEntry());
     for (KPPDFTrailer* section = oldest; section; section = section->next()) {
         if (!section->setupObjects()) {
             trailer->close();
@@ -227,6 +231,7 @@ void KPPDFDocument::retireObjects() {
         if (object)
             retiredObjects_.push_back(std::move(object));
     table_.clear();
+    pending_.clear();
     compressedObjects_.reset();
 }
 

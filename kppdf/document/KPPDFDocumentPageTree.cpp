@@ -178,6 +178,7 @@ void KPPDFDocument::processKids(const KPPDFRef<KPPDFObjectArray>& kids,
 
 void KPPDFDocument::processDests() {
     dests_.clear();
+    destsRead_ = true;
     if (!rootObject_)
         return;
     if (auto dests = rootObject_->resolvedObjectForKey<KPPDFObjectDictionary>("Dests"))
@@ -247,8 +248,9 @@ KPPDFRef<KPPDFObject> KPPDFDocument::resolveDestination(const KPPDFRef<KPPDFObje
     std::string key;
     if (!object || (!object->asString() && !object->asName()) || !keyText(object, &key))
         return object;
-    auto found = dests_.find(key);
-    if (found == dests_.end())
+    KPPDFObjectMap& names = dests();
+    auto found = names.find(key);
+    if (found == names.end())
         return nullptr;
     KPPDFRef<KPPDFObject> target = KPPDFObject::resolve(found->second);
     if (KPPDFObjectDictionary* dictionary = target ? target->asDictionary() : nullptr)
@@ -259,6 +261,7 @@ KPPDFRef<KPPDFObject> KPPDFDocument::resolveDestination(const KPPDFRef<KPPDFObje
 void KPPDFDocument::processOutline() {
     if (outlines_ || !rootObject_)
         return;
+    outlineRead_ = true;
     auto outlines = rootObject_->resolvedObjectForKey<KPPDFObjectDictionary>("Outlines");
     if (!outlines)
         return;
@@ -373,7 +376,14 @@ KPPDFRef<KPPDFPage> KPPDFDocument::pageAtIndex(uint32_t index) const {
     return index < pages_.size() ? pages_[index] : nullptr;
 }
 
+void KPPDFDocument::readOutlineBeforePageEdit() {
+    // Outline items lead to pages of the list as it was opened; read before it changes.
+    if (!outlineRead_)
+        processOutline();
+}
+
 void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
+    readOutlineBeforePageEdit();
     pageIndexSize_ = SIZE_MAX;
     if (!page)
         return;
@@ -385,6 +395,7 @@ void KPPDFDocument::insertPage(KPPDFRef<KPPDFPage> page, uint32_t index) {
 }
 
 void KPPDFDocument::removePageAtIndex(uint32_t index) {
+    readOutlineBeforePageEdit();
     pageIndexSize_ = SIZE_MAX;
     if (index >= pages_.size()) {
         KPPDFLog("No page at index %u of %zu", index, pages_.size());
@@ -394,6 +405,7 @@ void KPPDFDocument::removePageAtIndex(uint32_t index) {
 }
 
 void KPPDFDocument::setPagesFromArray(std::vector<KPPDFRef<KPPDFPage>> pages) {
+    readOutlineBeforePageEdit();
     pageIndexSize_ = SIZE_MAX;
     pages_ = std::move(pages);
 }

@@ -242,9 +242,7 @@ bool KPPDFTrailer::enterObjectAtOffset(uint32_t number, uint32_t generation, uin
     }
     if (number == 0 || !acceptsNumber(number))
         return true;
-    document_->setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                             number, generation, document_, static_cast<uint32_t>(header.position)),
-                         number, generation);
+    document_->enterPlaceholder(number, generation, static_cast<uint32_t>(header.position));
     if (document_->compressedObjects_)
         document_->compressedObjects_->clearLocation(number);
     maxObjectNumber_ = std::max(maxObjectNumber_, number);
@@ -257,8 +255,7 @@ void KPPDFTrailer::enterCompressedObject(uint32_t number, uint32_t stream, uint3
         return;
     if (!document_->compressedObjects_)
         document_->compressedObjects_ = std::make_shared<KPPDFCompressedObjects>();
-    document_->setObject(KPPDFObjectReference::referenceWithObjectNumber(number, 0, document_, 0),
-                         number, 0);
+    document_->enterPlaceholder(number, 0, 0);
     document_->compressedObjects_->setLocation(number, stream, index);
     maxObjectNumber_ = std::max(maxObjectNumber_, number);
 }
@@ -399,10 +396,8 @@ bool KPPDFTrailer::chooseScanTrailer() {
 bool KPPDFTrailer::setupScan() {
     for (const ScanHit& hit : hits_) {
         // Later definitions replace earlier ones, as an incremental update would.
-        document_->setObject(
-            KPPDFObjectReference::referenceWithObjectNumber(hit.number, hit.generation, document_,
-                                                            static_cast<uint32_t>(hit.position)),
-            hit.number, hit.generation);
+        document_->enterPlaceholder(hit.number, hit.generation,
+                                    static_cast<uint32_t>(hit.position));
         maxObjectNumber_ = std::max(maxObjectNumber_, hit.number);
     }
     std::vector<uint32_t> streamNumbers;
