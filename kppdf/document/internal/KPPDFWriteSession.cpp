@@ -1,5 +1,6 @@
 #include "kppdf/document/internal/KPPDFWriteSession.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "kppdf/document/KPPDFDocument.h"
@@ -10,6 +11,24 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/internal/KPPDFReferenceScanner.h"
+
+namespace {
+// Each cross-reference entry is "nnnnnnnnnn ggggg n" and a two-byte line end.
+constexpr size_t kCrossReferenceEntryLength = 20;
+// "N 0 obj", "endobj" and their line ends around an object's text.
+constexpr size_t kObjectFrameLength = 24;
+
+// About how many bytes an object's text takes: what it took in its source (exact for the
+// untouched ones, which are copied as they stand), a guess for objects made in memory.
+size_t estimatedLength(KPPDFObject& object) {
+    constexpr size_t kMadeObjectGuess = 64;
+    size_t length = object.rawLength() ? object.rawLength() : kMadeObjectGuess;
+    if (KPPDFObjectStream* stream = object.asStream())
+        length += stream->range().length +
+                  (stream->dictionary() ? stream->dictionary()->rawLength() : 0);
+    return length;
+}
+} // namespace
 
 KPPDFWriteSession::KPPDFWriteSession(KPPDFDocument& document)
     : document_(document), eolText_(document.EOL(), static_cast<size_t>(document.EOLLength())) {
@@ -139,8 +158,14 @@ bool KPPDFWriteSession::numberForReference(KPPDFDocument* document, uint32_t num
 
 std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
                                      const KPPDFObject* encryptDictionary) {
+    // Sized from the objects themselves: the untouched ones are copied as their bytes stand,
+    // and objects that came out of object streams make the file larger than the one read.
+    // Growing a buffer of many megabytes by doubling would hold the old and the new at once.
+    size_t estimate = 4096 + objects_.size() * (kCrossReferenceEntryLength + kObjectFrameLength);
+    for (const auto& object : objects_)
+        estimate += estimatedLength(*object);
+    estimate += estimate / 32; // references renumbered with more digits
     std::string out;
-    size_t estimate = document_.docData().length() + objects_.size() * 64 + 4096;
     out.reserve(estimate);
     out.append("%PDF-1.3");
     out.append(eolText_);
