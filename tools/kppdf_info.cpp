@@ -42,12 +42,17 @@ int commandInfo(KPPDFToolContext& options) {
         uint32_t rotation = 0;
         if (!page->rotate(&rotation) || rotation == 360)
             rotation = 0;
-        nlohmann::json box = {{"page", i + 1}, {"media_box", rectJSON(media)},
-                              {"crop_box", rectJSON(hasCrop ? crop : media)},
-                              {"rotation", rotation}};
-        boxes.push_back(box);
-        lines += "Page " + std::to_string(i + 1) + ": media " + rectText(media) + " crop " +
-                 rectText(hasCrop ? crop : media) + " rotate " + std::to_string(rotation) + "\n";
+        // Only the form asked for is built: thousands of pages make either one sizeable.
+        if (options.json) {
+            boxes.push_back({{"page", i + 1},
+                             {"media_box", rectJSON(media)},
+                             {"crop_box", rectJSON(hasCrop ? crop : media)},
+                             {"rotation", rotation}});
+        } else {
+            lines += "Page " + std::to_string(i + 1) + ": media " + rectText(media) + " crop " +
+                     rectText(hasCrop ? crop : media) + " rotate " + std::to_string(rotation) +
+                     "\n";
+        }
     }
     if (options.json) {
         nlohmann::json out = {{"version", document->pdfVersion()},
