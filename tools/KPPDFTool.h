@@ -28,6 +28,10 @@ void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context);
 // Opens context.file with context.password; on failure prints one line on stderr, sets
 // context.status and returns null.
 KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context);
+// Writes the complete rewrite of document to output ("-" for standard output), with progress
+// on a terminal; returns the exit status.
+int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document,
+                           const std::string& output);
 // "kppdf: FILE: message" on stderr.
 void KPPDFToolFail(const std::string& file, const std::string& message);
 // True when stderr is a terminal (progress is shown only then).
@@ -38,3 +42,4 @@ bool KPPDFToolShowsProgress();
 void addInfoCommands(CLI::App& app, KPPDFToolContext& context);
 void addTextCommands(CLI::App& app, int& exitStatus);
 void addSaveCommands(CLI::App& app, KPPDFToolContext& context);
+void addImprintCommands(CLI::App& app, KPPDFToolContext& context);

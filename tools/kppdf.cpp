@@ -2,9 +2,14 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <map>
 #include <string>
 
+#include "kppdf/document/KPPDFDocumentSaveProgress.h"
 #include "kppdf/platform/KPPDFLog.h"
+#include "kppdf/platform/KPPDFNotificationCenter.h"
 #include "tools/KPPDFTool.h"
 
 void KPPDFToolFail(const std::string& file, const std::string& message) {
@@ -17,6 +22,42 @@ void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context) {
     command->add_option("FILE", context.file, "PDF file (- for standard input)")->required();
     command->add_option("--password", context.password, "user or owner password");
     command->add_flag("-v,--verbose", context.verbose, "show the library's log lines");
+}
+
+int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, const std::string& output) {
+    uint64_t observer = 0;
+    if (KPPDFToolShowsProgress()) {
+        observer = KPPDFNotificationCenter::defaultCenter().addObserver(
+            KPPDFDocumentSaveProgress,
+            [&document](const std::string&, const void* object,
+                        const std::map<std::string, double>& info) {
+                if (object != &document)
+                    return;
+                auto found = info.find("Percentage");
+                std::fprintf(stderr, "\rkppdf: writing %3.0f%%",
+                             found == info.end() ? 0.0 : found->second * 100.0);
+            });
+    }
+    std::string bytes = document.currentDataWithImprints(true);
+    if (observer) {
+        KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
+        std::fprintf(stderr, "\rkppdf: writing 100%%\n");
+    }
+    if (bytes.empty()) {
+        KPPDFToolFail(context.file, "the document has no catalog to write");
+        return KPPDFToolExitUnreadable;
+    }
+    if (output == "-") {
+        std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        std::cout.flush();
+        return std::cout.good() ? KPPDFToolExitOK : KPPDFToolExitUnreadable;
+    }
+    std::ofstream file(output, std::ios::binary | std::ios::trunc);
+    if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !file.flush()) {
+        KPPDFToolFail(output, "cannot write the file");
+        return KPPDFToolExitUnreadable;
+    }
+    return KPPDFToolExitOK;
 }
 
 KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context) {
@@ -56,7 +97,6 @@ KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context) {
     return nullptr;
 }
 
-void addImprintCommands(CLI::App& app, KPPDFToolContext& context);
 
 int main(int argc, char** argv) {
     CLI::App app{"kppdf: look inside PDF files and change them"};

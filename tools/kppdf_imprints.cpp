@@ -8,14 +8,12 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "kppdf/document/KPPDFDocumentSaveProgress.h"
 #include "kppdf/imprints/KPPDFAnnotation.h"
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/page/KPPDFPage.h"
-#include "kppdf/platform/KPPDFNotificationCenter.h"
 #include "tools/KPPDFTool.h"
 
 namespace {
@@ -40,44 +38,6 @@ bool parsePoint(const std::string& text, KPPDFPoint* point) {
         return false;
     *point = {static_cast<float>(x), static_cast<float>(y)};
     return true;
-}
-
-// The complete rewrite of document to output ("-" for standard output), with progress on a
-// terminal.
-int writeDocument(KPPDFToolContext& context, KPPDFDocument& document, const std::string& output) {
-    uint64_t observer = 0;
-    if (KPPDFToolShowsProgress()) {
-        observer = KPPDFNotificationCenter::defaultCenter().addObserver(
-            KPPDFDocumentSaveProgress,
-            [&document](const std::string&, const void* object,
-                        const std::map<std::string, double>& info) {
-                if (object != &document)
-                    return;
-                auto found = info.find("Percentage");
-                std::fprintf(stderr, "\rkppdf: writing %3.0f%%",
-                             found == info.end() ? 0.0 : found->second * 100.0);
-            });
-    }
-    std::string bytes = document.currentDataWithImprints(true);
-    if (observer) {
-        KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
-        std::fprintf(stderr, "\rkppdf: writing 100%%\n");
-    }
-    if (bytes.empty()) {
-        KPPDFToolFail(context.file, "the document has no catalog to write");
-        return KPPDFToolExitUnreadable;
-    }
-    if (output == "-") {
-        std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        std::cout.flush();
-        return std::cout.good() ? KPPDFToolExitOK : KPPDFToolExitUnreadable;
-    }
-    std::ofstream file(output, std::ios::binary | std::ios::trunc);
-    if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !file.flush()) {
-        KPPDFToolFail(output, "cannot write the file");
-        return KPPDFToolExitUnreadable;
-    }
-    return KPPDFToolExitOK;
 }
 
 int commandStamp(KPPDFToolContext& context, const StampOptions& options) {
@@ -113,7 +73,7 @@ int commandStamp(KPPDFToolContext& context, const StampOptions& options) {
     properties.setObject(KPPDFPropertyList::string(options.stamp), KPPDFImprint::kFilenameKey);
     imprint->setDictionary(std::move(properties));
     document->pageAtIndex(static_cast<uint32_t>(options.page - 1))->addImprint(imprint);
-    return writeDocument(context, *document, options.output);
+    return KPPDFToolWriteDocument(context, *document, options.output);
 }
 
 // Coordinates are floats: shown to a ten-thousandth of a point, not with the digits a double

@@ -1,14 +1,6 @@
-// kppdf save, decrypt, encrypt, stamp and annots: writing files and their overlays.
-#include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <nlohmann/json.hpp>
+// kppdf save, decrypt and encrypt: complete rewrites of a file.
 #include <string>
 
-#include "kppdf/document/KPPDFDocumentSaveProgress.h"
-#include "kppdf/imprints/KPPDFImprint.h"
-#include "kppdf/page/KPPDFPage.h"
-#include "kppdf/platform/KPPDFNotificationCenter.h"
 #include "tools/KPPDFTool.h"
 
 namespace {
@@ -17,53 +9,13 @@ struct SaveOptions {
     std::string user;
     std::string owner;
     long long permissions = -4;
-    std::string stamp;
-    uint32_t page = 1;
-    std::string at = "0,0";
-    bool flatten = false;
 };
-
-// Writes the document to the output path ("-" for standard output), with progress on a
-// terminal.
-int save(KPPDFToolContext& context, KPPDFDocument& document, const std::string& output) {
-    uint64_t observer = 0;
-    if (KPPDFToolShowsProgress()) {
-        observer = KPPDFNotificationCenter::defaultCenter().addObserver(
-            KPPDFDocumentSaveProgress,
-            [&document](const std::string&, const void* object, const std::map<std::string, double>& info) {
-                if (object != &document)
-                    return;
-                auto found = info.find("Percentage");
-                std::fprintf(stderr, "\rkppdf: writing %3.0f%%",
-                             found == info.end() ? 0.0 : found->second * 100.0);
-            });
-    }
-    std::string bytes = document.currentDataWithImprints(true);
-    if (observer) {
-        KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
-        std::fprintf(stderr, "\rkppdf: writing 100%%\n");
-    }
-    if (bytes.empty()) {
-        KPPDFToolFail(context.file, "the document has no catalog to write");
-        return KPPDFToolExitUnreadable;
-    }
-    if (output == "-") {
-        std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return std::cout.good() ? KPPDFToolExitOK : KPPDFToolExitUnreadable;
-    }
-    std::ofstream file(output, std::ios::binary | std::ios::trunc);
-    if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !file.flush()) {
-        KPPDFToolFail(output, "cannot write the file");
-        return KPPDFToolExitUnreadable;
-    }
-    return KPPDFToolExitOK;
-}
 
 int commandSave(KPPDFToolContext& context, SaveOptions& options) {
     KPPDFRef<KPPDFDocument> document = KPPDFToolOpenDocument(context);
     if (!document)
         return context.status;
-    return save(context, *document, options.output);
+    return KPPDFToolWriteDocument(context, *document, options.output);
 }
 
 int commandDecrypt(KPPDFToolContext& context, SaveOptions& options) {
@@ -71,7 +23,7 @@ int commandDecrypt(KPPDFToolContext& context, SaveOptions& options) {
     if (!document)
         return context.status;
     document->removeEncryption();
-    return save(context, *document, options.output);
+    return KPPDFToolWriteDocument(context, *document, options.output);
 }
 
 int commandEncrypt(KPPDFToolContext& context, SaveOptions& options) {
@@ -79,7 +31,7 @@ int commandEncrypt(KPPDFToolContext& context, SaveOptions& options) {
     if (!document)
         return context.status;
     document->setUserPassword(options.user, options.owner, static_cast<int32_t>(options.permissions));
-    return save(context, *document, options.output);
+    return KPPDFToolWriteDocument(context, *document, options.output);
 }
 } // namespace
 
