@@ -131,6 +131,11 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
         if (auto count = pagesObject_->resolvedObjectForKey("Count"))
             oldCount = count->longLongValue();
 
+    // A page reached from an earlier one (an annotation's P, a link's destination) is written
+    // once, as its copy, not also as its old dictionary.
+    for (const auto& page : pages_)
+        if (KPPDFRef<KPPDFObjectDictionary> dictionary = page->pageDictionary())
+            session.defer(dictionary.get());
     KPPDFObjectList kids;
     kids.reserve(pages_.size());
     KPPDFNotificationCenter& center = KPPDFNotificationCenter::defaultCenter();

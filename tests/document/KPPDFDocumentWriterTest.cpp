@@ -352,3 +352,31 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
     EXPECT_NE(encryption.find("File is not encrypted"), std::string::npos);
     EXPECT_EQ(text(folder.file("plain.pdf")), text(kData + "/sample.pdf"));
 }
+
+TEST(KPPDFDocumentWriter, PageReachedFromAnEarlierPageIsWrittenOnce) {
+    // Page 1's link leads to page 3 before page 3 is copied: the link must lead to the copy,
+    // and the old page dictionary must not be written beside it.
+    tool_runner::TemporaryFolder folder;
+    KPPDFRef<KPPDFDocument> document = open(kData + "/writer/forward_link.pdf");
+    ASSERT_TRUE(document);
+    ASSERT_TRUE(document->writeUpdatedDocument(folder.file("out.pdf")));
+    KPPDFRef<KPPDFDocument> again = open(folder.file("out.pdf"));
+    ASSERT_TRUE(again);
+    ASSERT_EQ(again->pageCount(), document->pageCount());
+    uint32_t pageObjects = 0;
+    for (uint32_t number = 1; number < again->objectCount(); number++) {
+        auto dictionary = KPPDFResolve<KPPDFObjectDictionary>(again->objectWithNumber(number));
+        if (dictionary && dictionary->hasName("Type", "Page"))
+            pageObjects++;
+    }
+    EXPECT_EQ(pageObjects, again->pageCount());
+    auto annots = again->pageAtIndex(0)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
+        "Annots");
+    ASSERT_TRUE(annots);
+    auto link = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(annots->count() - 1));
+    ASSERT_TRUE(link);
+    auto dest = KPPDFCast<KPPDFObjectArray>(link->resolvedObjectForKey("Dest"));
+    ASSERT_TRUE(dest);
+    EXPECT_EQ(dest->resolvedObjectAtIndex(0), again->pageAtIndex(2)->pageDictionary());
+    EXPECT_EQ(link->resolvedObjectForKey("P"), again->pageAtIndex(0)->pageDictionary());
+}

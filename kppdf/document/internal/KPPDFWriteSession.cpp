@@ -48,12 +48,19 @@ KPPDFRef<KPPDFObjectReference> KPPDFWriteSession::referenceTo(const KPPDFRef<KPP
 
 void KPPDFWriteSession::substitute(const KPPDFObject* old,
                                    const KPPDFRef<KPPDFObject>& replacement) {
-    if (old && replacement && old != replacement.get())
+    if (old && replacement && old != replacement.get()) {
         substitutes_[old] = replacement;
+        deferred_.erase(old);
+    }
+}
+
+void KPPDFWriteSession::defer(const KPPDFObject* old) {
+    if (old && !substitutes_.count(old))
+        deferred_.insert(old);
 }
 
 uint32_t KPPDFWriteSession::add(const KPPDFRef<KPPDFObject>& object) {
-    if (!object)
+    if (!object || (!deferred_.empty() && deferred_.count(object.get())))
         return 0;
     const KPPDFRef<KPPDFObject>* current = &object;
     auto substituted = substitutes_.find(object.get());

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "kppdf/objects/KPPDFObject.h"
@@ -25,7 +26,10 @@ public:
 
     // Writes stand instead of an object wherever it is referred to (an old page by its copy).
     void substitute(const KPPDFObject* old, const KPPDFRef<KPPDFObject>& replacement);
-    // The object's number, adding it when new.
+    // An object that a substitute will stand for later (a page not copied yet): until then,
+    // references to it do not add it.
+    void defer(const KPPDFObject* old);
+    // The object's number, adding it when new; 0 for an object deferred and not yet substituted.
     uint32_t add(const KPPDFRef<KPPDFObject>& object);
     // Adds everything the objects added so far refer to, and what that refers to, and so on.
     void follow();
@@ -50,6 +54,7 @@ private:
     std::vector<KPPDFRef<KPPDFObject>> objects_;
     std::unordered_map<const KPPDFObject*, uint32_t> numbers_;
     std::unordered_map<const KPPDFObject*, KPPDFRef<KPPDFObject>> substitutes_;
+    std::unordered_set<const KPPDFObject*> deferred_;
     size_t followed_ = 0;
     std::string eolText_;
     std::vector<KPPDFRef<KPPDFObjectReference>> madeReferences_;
