@@ -2,7 +2,8 @@
 # Side-by-side timings of the kppdf command and its peers on large real PDF files, in one run.
 #   bench/compare.sh [open|rewrite|decrypt|text|all] [KPPDF] [FILE...]
 # KPPDF defaults to build/release/kppdf; the files default to the large manuals of Debian's
-# r-doc-pdf and texlive-latex-base-doc packages (tools/setup-debian.sh --bench installs them).
+# r-doc-pdf, texlive-pictures-doc and texlive-latex-base-doc packages (tools/setup-debian.sh
+# --bench installs them).
 # Each command runs REPEAT times (default 3); the best wall time, its user CPU time and the peak
 # memory (RSS) are shown, then each peer's time and memory divided by kppdf's (ratio > 1: kppdf
 # is faster or smaller).
@@ -13,6 +14,7 @@ shift $(( $# >= 2 ? 2 : $# ))
 files=("$@")
 if [ ${#files[@]} -eq 0 ]; then
     for f in /usr/share/R/doc/manual/fullrefman.pdf \
+             /usr/share/doc/texlive-doc/generic/pgf/pgfmanual.pdf \
              /usr/share/doc/texlive-doc/latex/base/source2e.pdf \
              /usr/share/doc/texlive-doc/latex/l3kernel/source3.pdf; do
         [ -f "$f" ] && files+=("$f")
