@@ -211,7 +211,9 @@ TEST(KPPDFDocumentPageTree, DeepTreesAreWalkedWithoutRecursion) {
         TestPDFBuilder builder;
         builder.add(1, "<< /Type /Catalog /Pages 10 0 R >>");
         for (unsigned i = 0; i <= levels; i++) {
-            std::string kids = ref(11 + 2 * i) + (i < levels ? " " + ref(12 + 2 * i) : "");
+            std::string kids = ref(11 + 2 * i);
+            if (i < levels)
+                kids.append(" ").append(ref(12 + 2 * i));
             std::string parent = i ? "/Parent " + ref(10 + 2 * (i - 1)) + " " : "";
             builder.add(10 + 2 * i, "<< /Type /Pages " + parent + "/Kids [" + kids + "] >>");
             builder.add(11 + 2 * i, page(10 + 2 * i));

@@ -272,8 +272,9 @@ TEST(KPPDFDocumentWriter, RewriteLooksTheSameAndKeepsAnnotationsOutlineAndInfo) 
         run("pdfinfo " + quote(folder.file("out.pdf")) + " | grep -E '^(Title|Author|Subject):'",
             &infoAfter);
         // Where poppler cannot read a damaged file's information, ours is at least as good.
-        if (!infoBefore.empty())
+        if (!infoBefore.empty()) {
             EXPECT_EQ(infoAfter, infoBefore);
+        }
     }
 }
 

@@ -201,7 +201,8 @@ TEST(KPPDFPageTextTest, ColumnOrderNeedsFewLeftEdges) {
     auto staircase = [](int places) {
         std::string content;
         for (int i = 0; i < 10; i++)
-            content += show(50 + 90 * (i % places), 700 - 20 * i, "w" + std::to_string(i));
+            content += show(50 + 90 * (i % places), 700 - 20 * i,
+                            std::string("w").append(std::to_string(i)));
         return content;
     };
     auto documentFive = documentWithContent(staircase(5));
