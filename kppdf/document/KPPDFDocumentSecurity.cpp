@@ -275,12 +275,21 @@ void KPPDFDocument::reloadForDecryption() {
     // key was known, so they are read again, decrypting.
     workTrailer();
     std::string version = pdfVersion_;
-    processDests();
     prepPages();
     std::string plain = currentDataWithImprints(true, 0);
     pages_.clear();
     dests_.clear();
     outlines_.reset();
+    // The encrypted file's objects are done with: the document goes on with the plain bytes.
+    // Only the encryption dictionary stays, for saving encrypted again.
+    uint32_t encryptionNumber = encryption ? encryption->objectNumber() : 0;
+    if (encryptionNumber && encryptionNumber < table_.size() && table_[encryptionNumber] == encryption)
+        table_[encryptionNumber].reset();
+    disconnectObjects();
+    for (auto& object : retiredObjects_)
+        if (object && object != encryption)
+            object->disconnect();
+    retiredObjects_.clear();
     encryptionStatus_ = 0;
     encryptKey_.clear();
     if (plain.empty() || (setDocData(KPPDFData(std::move(plain))), !versionAndEOF()) ||

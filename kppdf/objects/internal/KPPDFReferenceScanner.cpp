@@ -104,23 +104,6 @@ void KPPDFScanReferences(std::string_view text,
     scan(text, found, [](size_t, size_t) {});
 }
 
-void KPPDFRewriteReferences(
-    std::string_view text,
-    const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
-    std::string& out) {
-    size_t copied = 0;
-    scan(text, [&](const KPPDFScannedReference& reference) {
-        out.append(text.data() + copied, reference.begin - copied);
-        size_t mark = out.size();
-        if (!replace(reference, out)) {
-            out.resize(mark);
-            out.append(text.data() + reference.begin, reference.end - reference.begin);
-        }
-        copied = reference.end;
-    }, [](size_t, size_t) {});
-    out.append(text.data() + copied, text.size() - copied);
-}
-
 void KPPDFRewriteObjectText(
     std::string_view text,
     const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
@@ -143,4 +126,16 @@ void KPPDFRewriteObjectText(
             copied = end;
         });
     out.append(text.data() + copied, text.size() - copied);
+}
+
+void KPPDFRewriteReferences(
+    std::string_view text,
+    const std::function<bool(const KPPDFScannedReference&, std::string&)>& replace,
+    std::string& out) {
+    KPPDFRewriteObjectText(
+        text, replace,
+        [&](size_t begin, size_t end, std::string& to) {
+            to.append(text.substr(begin, end - begin));
+        },
+        out);
 }
