@@ -22,7 +22,9 @@ constexpr size_t kObjectFrameLength = 24;
 // untouched ones, which are copied as they stand), a guess for objects made in memory.
 size_t estimatedLength(KPPDFObject& object) {
     constexpr size_t kMadeObjectGuess = 64;
-    size_t length = object.rawLength() ? object.rawLength() : kMadeObjectGuess;
+    if (object.rawLength())
+        return object.rawLength(); // a stream read from a file: its dictionary and data
+    size_t length = kMadeObjectGuess;
     if (KPPDFObjectStream* stream = object.asStream())
         length += stream->range().length +
                   (stream->dictionary() ? stream->dictionary()->rawLength() : 0);
@@ -171,7 +173,9 @@ std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
     size_t estimate = 4096 + objects_.size() * (kCrossReferenceEntryLength + kObjectFrameLength);
     for (const auto& object : objects_)
         estimate += estimatedLength(*object);
-    estimate += estimate / 32; // references renumbered with more digits
+    // References renumbered with more digits, strings written again: reserving too much costs
+    // only address space (untouched pages are never resident), too little a copy of it all.
+    estimate += estimate / 8;
     std::string out;
     out.reserve(estimate);
     out.append("%PDF-1.3");
