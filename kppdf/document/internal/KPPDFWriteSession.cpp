@@ -35,6 +35,9 @@ size_t estimatedLength(KPPDFObject& object) {
 KPPDFWriteSession::KPPDFWriteSession(KPPDFDocument& document)
     : document_(document), eolText_(document.EOL(), static_cast<size_t>(document.EOLLength())) {
     eol = eolText_.c_str();
+    // Most of the file's objects are usually written: sized once instead of rehashed as it grows.
+    numbers_.reserve(document.tableSize());
+    objects_.reserve(document.tableSize());
 }
 
 KPPDFWriteSession::~KPPDFWriteSession() {
