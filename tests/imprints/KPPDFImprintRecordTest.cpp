@@ -165,7 +165,7 @@ TEST(KPPDFImprintRecord, RebuiltFileLayout) {
     EXPECT_TRUE(ten.starts_with("%PDF-1.3\n1 0 obj\n<<")) << ten.substr(0, 40);
     size_t objects[8];
     for (unsigned n = 1; n <= 7; n++) {
-        objects[n] = at(ten, "\n" + std::to_string(n) + " 0 obj\n");
+        objects[n] = at(ten, std::string("\n").append(std::to_string(n)).append(" 0 obj\n"));
         ASSERT_NE(objects[n], std::string::npos) << n;
         if (n > 1) {
             EXPECT_LT(objects[n - 1], objects[n]) << n;
