@@ -7,6 +7,7 @@
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectReal.h"
+#include "kppdf/page/KPPDFPage.h"
 
 namespace {
 
@@ -84,12 +85,7 @@ void KPPDFAnnotation::setEntry(std::string_view key, KPPDFRef<KPPDFObject> value
 }
 
 KPPDFRef<KPPDFObjectArray> KPPDFAnnotation::arrayForRect(KPPDFRect rect) {
-    auto array = std::make_shared<KPPDFObjectArray>();
-    array->addObject(KPPDFObjectReal::realWithFloat(rect.origin.x));
-    array->addObject(KPPDFObjectReal::realWithFloat(rect.origin.y));
-    array->addObject(KPPDFObjectReal::realWithFloat(rect.origin.x + rect.size.width));
-    array->addObject(KPPDFObjectReal::realWithFloat(rect.origin.y + rect.size.height));
-    return array;
+    return KPPDFPage::makePDFRect(rect);
 }
 
 KPPDFRef<KPPDFObjectArray> KPPDFAnnotation::arrayFromColor(const KPPDFAnnotationColor& color) {
