@@ -38,22 +38,32 @@ int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, c
                              found == info.end() ? 0.0 : found->second * 100.0);
             });
     }
-    std::string bytes = document.currentDataWithImprints(true);
+    // Written as it is made: the new file is never whole in memory.
+    bool toStandardOutput = output == "-";
+    std::FILE* file = toStandardOutput ? stdout : std::fopen(output.c_str(), "wb");
+    if (!file) {
+        if (observer)
+            KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
+        KPPDFToolFail(output, "cannot write the file");
+        return KPPDFToolExitUnreadable;
+    }
+    bool sinkFailed = false;
+    bool wrote = document.writeDataWithImprints([file, &sinkFailed](std::string_view bytes) {
+        sinkFailed = std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size();
+        return !sinkFailed;
+    });
+    bool closed = toStandardOutput ? std::fflush(file) == 0 : std::fclose(file) == 0;
     if (observer) {
         KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
         std::fprintf(stderr, "\rkppdf: writing 100%%\n");
     }
-    if (bytes.empty()) {
+    if (!wrote && !sinkFailed) {
         KPPDFToolFail(context.file, "the document has no catalog to write");
+        if (!toStandardOutput)
+            std::remove(output.c_str());
         return KPPDFToolExitUnreadable;
     }
-    if (output == "-") {
-        std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        std::cout.flush();
-        return std::cout.good() ? KPPDFToolExitOK : KPPDFToolExitUnreadable;
-    }
-    std::ofstream file(output, std::ios::binary | std::ios::trunc);
-    if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !file.flush()) {
+    if (!wrote || !closed) {
         KPPDFToolFail(output, "cannot write the file");
         return KPPDFToolExitUnreadable;
     }

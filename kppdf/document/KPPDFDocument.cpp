@@ -91,6 +91,27 @@ void KPPDFDocument::enterPlaceholder(uint32_t number, uint32_t generation, uint3
     pending_[number] = {position, generation == kNoPlaceholder ? generation - 1 : generation};
 }
 
+bool KPPDFDocument::isUnread(uint32_t number) const {
+    return number < table_.size() && !table_[number] && number < pending_.size() &&
+           pending_[number].generation != kNoPlaceholder;
+}
+
+void KPPDFDocument::useObject(uint32_t number, const std::function<void(KPPDFObject*)>& use) {
+    bool unread = isUnread(number);
+    PendingEntry place = unread ? pending_[number] : PendingEntry();
+    {
+        KPPDFRef<KPPDFObject> object = KPPDFObject::resolve(objectWithNumber(number, 0));
+        use(object.get());
+    }
+    // Held by the table alone: nothing refers to it, so it goes back to being a place in the
+    // file. (An object in a cycle or held by a caller has more owners and stays.)
+    if (unread && number < table_.size() && table_[number] && table_[number].use_count() == 1 &&
+        number < pending_.size()) {
+        table_[number].reset();
+        pending_[number] = place;
+    }
+}
+
 KPPDFRef<KPPDFObject> KPPDFDocument::objectWithNumber(uint32_t number, uint32_t) const {
     if (number >= table_.size())
         return nullptr;

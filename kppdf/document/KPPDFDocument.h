@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -187,8 +189,10 @@ public:
     void setEncryptKey(std::string key) { encryptKey_ = std::move(key); }
     // The RC4 key bytes for one object (ISO 32000-1, 7.6.2, algorithm 1); empty without a key.
     std::string newRC4KeyForObjectNumber(uint32_t number, uint32_t generation) const;
-    // Runs RC4 over bytes in place with the key of one object. False without a key.
-    bool cryptBytes(std::string& bytes, uint32_t number, uint32_t generation) const;
+    // Runs RC4 in place over bytes from offset on, with the key of one object. False without
+    // a key.
+    bool cryptBytes(std::string& bytes, uint32_t number, uint32_t generation,
+                    size_t offset = 0) const;
 
     // ---- Text search (KPPDFDocumentSearch.cpp) ----
     // Every occurrence of text (UTF-8) on the page at pageIndex, in page-string order, not
@@ -213,8 +217,15 @@ public:
     // working bytes with one update section appended that holds the pages without overlays.
     // compression is passed on to image handling. Empty when the document has no catalog.
     std::string currentDataWithImprints(bool imprints, int32_t compression = 0);
-    // Writes currentDataWithImprints(true, options "compression") to path (not atomically);
-    // false, with a log line, when the file cannot be written.
+    // The complete new file of currentDataWithImprints(true, compression) handed to sink a
+    // piece at a time as it is written, so that it is never whole in memory (or, when whole
+    // is not null, appended to *whole instead). False when there is no catalog or the sink
+    // returned false (writing stops there).
+    bool writeDataWithImprints(const std::function<bool(std::string_view)>& sink,
+                               int32_t compression = 0, std::string* whole = nullptr);
+    // Writes currentDataWithImprints(true, options "compression") to path as it is made (not
+    // atomically); false, with a log line, when there is nothing to write or the file cannot
+    // be written.
     bool writeUpdatedDocument(const std::string& path,
                               const std::map<std::string, double>& options = {});
     // The object table as one flat file, each object under its own number.
@@ -264,6 +275,19 @@ public:
 
 protected:
     friend class KPPDFTrailer;
+    friend class KPPDFWriteSession;
+
+    // For the writer, which copies most of a file's objects once each: true when nothing has
+    // looked the object up yet (the table holds only its place).
+    bool isUnread(uint32_t number) const;
+    // The object of the table's entry number, or null when the entry holds nothing read.
+    const KPPDFObject* readEntry(uint32_t number) const {
+        return number < table_.size() ? table_[number].get() : nullptr;
+    }
+    // Calls use with the object numbered number (null when there is none). An object that was
+    // unread before, and that nothing took hold of meanwhile, is let go again afterwards, so
+    // that objects used for a moment do not stay in memory.
+    void useObject(uint32_t number, const std::function<void(KPPDFObject*)>& use);
 
     // The working bytes with an update section appended that holds the pages without the
     // overlays of their stored imprints (currentDataWithImprints with imprints false).

@@ -42,13 +42,14 @@ std::string md5(std::initializer_list<std::string_view> parts) {
     return std::string(reinterpret_cast<char*>(digest), kDigestLength);
 }
 
-void rc4(std::string_view key, std::string& bytes) {
+void rc4(std::string_view key, std::string& bytes, size_t offset = 0) {
     RC4_KEY state;
     RC4_set_key(&state, static_cast<int>(key.size()),
                 reinterpret_cast<const unsigned char*>(key.data()));
-    if (!bytes.empty())
-        RC4(&state, bytes.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
-            reinterpret_cast<unsigned char*>(bytes.data()));
+    if (bytes.size() > offset)
+        RC4(&state, bytes.size() - offset,
+            reinterpret_cast<const unsigned char*>(bytes.data() + offset),
+            reinterpret_cast<unsigned char*>(bytes.data() + offset));
 }
 
 std::string xorKey(std::string_view key, int value) {
@@ -318,11 +319,12 @@ std::string KPPDFDocument::newRC4KeyForObjectNumber(uint32_t number, uint32_t ge
     return digest;
 }
 
-bool KPPDFDocument::cryptBytes(std::string& bytes, uint32_t number, uint32_t generation) const {
+bool KPPDFDocument::cryptBytes(std::string& bytes, uint32_t number, uint32_t generation,
+                               size_t offset) const {
     std::string key = newRC4KeyForObjectNumber(number, generation);
     if (key.empty())
         return false;
-    rc4(key, bytes);
+    rc4(key, bytes, offset);
     return true;
 }
 

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFDocumentSaveProgress.h"
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/document/internal/KPPDFWriteSession.h"
+#include "kppdf/objects/KPPDFFilter.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectBoolean.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -106,11 +106,18 @@ std::string KPPDFDocument::permanentID() {
 }
 
 std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compression) {
-    if (!rootObject_)
-        return {};
     if (!imprints)
-        return dataWithoutImprints();
+        return rootObject_ ? dataWithoutImprints() : std::string();
+    std::string out;
+    if (!writeDataWithImprints(nullptr, compression, &out))
+        out.clear();
+    return out;
+}
 
+bool KPPDFDocument::writeDataWithImprints(const std::function<bool(std::string_view)>& sink,
+                                          int32_t compression, std::string* whole) {
+    if (!rootObject_)
+        return false;
     KPPDFWriteSession session(*this);
     if (encryptionStatus_ == 2 && !encryptKey_.empty() && encryptDictionary_)
         session.encryptingDocument = this;
@@ -186,7 +193,10 @@ std::string KPPDFDocument::currentDataWithImprints(bool imprints, int32_t compre
     }
     if (docID_)
         trailerEntries->setObject(docID_, "ID");
-    return session.write(*trailerEntries, encrypt.get());
+    if (whole)
+        return session.write(*trailerEntries, encrypt.get(), *whole);
+    std::string buffer;
+    return session.write(*trailerEntries, encrypt.get(), buffer, &sink);
 }
 
 std::string KPPDFDocument::dataWithoutImprints() {
@@ -343,14 +353,19 @@ bool KPPDFDocument::writeUpdatedDocument(const std::string& path,
                                          const std::map<std::string, double>& options) {
     auto found = options.find("compression");
     int32_t compression = found == options.end() ? 0 : static_cast<int32_t>(found->second);
-    std::string bytes = currentDataWithImprints(true, compression);
-    if (bytes.empty()) {
-        KPPDFLog("Nothing to write to %s", path.c_str());
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) {
+        KPPDFLog("Could not write %s", path.c_str());
         return false;
     }
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !file.flush()) {
-        KPPDFLog("Could not write %s", path.c_str());
+    bool wrote = writeDataWithImprints(
+        [file](std::string_view bytes) {
+            return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        },
+        compression);
+    bool closed = std::fclose(file) == 0;
+    if (!wrote || !closed) {
+        KPPDFLog(wrote ? "Could not write %s" : "Nothing to write to %s", path.c_str());
         return false;
     }
     return true;

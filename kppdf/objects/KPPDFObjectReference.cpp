@@ -140,12 +140,18 @@ bool KPPDFObjectReference::appendDirectObject(std::string& out) {
     if (KPPDFWriteContext* context = KPPDFWriteContext::current()) {
         // In a new file the target has a new number; a target that is not written (or not
         // there at all) makes the reference a null, as ISO 32000-1, 7.3.10 reads it anyway.
+        if (!value_ && context->numberWithoutReading(document_, objectNumber_, &number, &generation))
+            return appendNumbers(out, number, generation);
         KPPDFRef<KPPDFObject> target = value_ ? value_ : resolvedObject();
         if (!target || !context->numberForObject(target.get(), &number, &generation)) {
             out.append("null");
             return true;
         }
     }
+    return appendNumbers(out, number, generation);
+}
+
+bool KPPDFObjectReference::appendNumbers(std::string& out, uint32_t number, uint32_t generation) {
     char buffer[32];
     char* p = buffer;
     KPPDFObjectUnsignedToStringInPlace(number, &p);

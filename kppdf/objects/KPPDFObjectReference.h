@@ -39,6 +39,8 @@ protected:
     KPPDFRef<KPPDFObject> resolveTarget() override { return resolvedObject(); }
 
 private:
+    static bool appendNumbers(std::string& out, uint32_t number, uint32_t generation);
+
     KPPDFRef<KPPDFObject> value_;
     // Guards against a reference chain that comes back to itself while resolving.
     bool resolving_ = false;

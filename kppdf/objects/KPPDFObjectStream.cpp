@@ -282,27 +282,26 @@ bool KPPDFObjectStream::appendDirectObject(std::string& out) {
     const char* eol = context ? context->eol : document_ ? document_->EOL() : "\n";
     size_t eolLength = context ? std::strlen(context->eol)
                                : document_ ? static_cast<size_t>(document_->EOLLength()) : 1;
-    KPPDFData bytes = rawData();
-    out.reserve(out.size() + bytes.length() + 128);
+    // Still encrypted as read: decrypted where it is copied to, not kept decrypted, so that
+    // writing a file leaves nothing behind in its streams.
+    bool decryptHere = !decrypted_ && needsDecryption() && objectNumber_;
+    KPPDFData bytes = decryptHere ? KPPDFData() : rawData();
+    std::string_view data = decryptHere ? rangeBytes() : bytes.view();
+    out.reserve(out.size() + data.size() + 128);
     if (!dictionary_->appendDirectObject(out))
         return false;
     out.append(eol, eolLength);
     out.append("stream\r\n");
-    if (context && context->encryptingDocument && context->currentNumber) {
-        std::string data(bytes.view());
-        context->encryptingDocument->cryptBytes(data, context->currentNumber,
-                                                context->currentGeneration);
-        out.append(data);
-    } else if (context) {
-        out.append(bytes.view());
-    } else if (document_ && !document_->encryptKey().empty() &&
-               document_->encryptionStatus() == 2 && objectNumber_) {
-        std::string encrypted(bytes.view());
-        document_->cryptBytes(encrypted, objectNumber_, generation_);
-        out.append(encrypted);
-    } else {
-        out.append(bytes.view());
-    }
+    size_t start = out.size();
+    out.append(data);
+    if (decryptHere)
+        document_->cryptBytes(out, objectNumber_, generation_, start);
+    if (context && context->encryptingDocument && context->currentNumber)
+        context->encryptingDocument->cryptBytes(out, context->currentNumber,
+                                                context->currentGeneration, start);
+    else if (!context && document_ && !document_->encryptKey().empty() &&
+             document_->encryptionStatus() == 2 && objectNumber_)
+        document_->cryptBytes(out, objectNumber_, generation_, start);
     out.append(eol, eolLength);
     out.append("endstream");
     return true;

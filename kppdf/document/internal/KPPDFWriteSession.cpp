@@ -17,6 +17,8 @@ namespace {
 constexpr size_t kCrossReferenceEntryLength = 20;
 // "N 0 obj", "endobj" and their line ends around an object's text.
 constexpr size_t kObjectFrameLength = 24;
+// How much a sink is handed at a time.
+constexpr size_t kSinkChunk = 1 << 20;
 
 // About how many bytes an object's text takes: what it took in its source (exact for the
 // untouched ones, which are copied as they stand), a guess for objects made in memory.
@@ -38,6 +40,8 @@ KPPDFWriteSession::KPPDFWriteSession(KPPDFDocument& document)
     // Most of the file's objects are usually written: sized once instead of rehashed as it grows.
     numbers_.reserve(document.tableSize());
     objects_.reserve(document.tableSize());
+    oldNumbers_.reserve(document.tableSize());
+    tableNumbers_.assign(document.tableSize(), 0);
 }
 
 KPPDFWriteSession::~KPPDFWriteSession() {
@@ -71,11 +75,39 @@ uint32_t KPPDFWriteSession::add(const KPPDFRef<KPPDFObject>& object) {
     auto substituted = substitutes_.find(object.get());
     if (substituted != substitutes_.end())
         current = &substituted->second;
+    if (uint32_t number = tableNumberOf(current->get()))
+        return number;
     auto [entry, inserted] =
         numbers_.emplace(current->get(), static_cast<uint32_t>(objects_.size() + 1));
-    if (inserted)
+    if (inserted) {
         objects_.push_back(*current);
+        oldNumbers_.push_back(0);
+    }
     return entry->second;
+}
+
+uint32_t KPPDFWriteSession::tableNumberOf(const KPPDFObject* object) const {
+    // An object the document read after it was added by its number (by a later page): the
+    // same entry, so the same new number.
+    if (!object || object->document() != &document_)
+        return 0;
+    uint32_t number = tableNumber(object->objectNumber());
+    return number && document_.readEntry(object->objectNumber()) == object ? number : 0;
+}
+
+void KPPDFWriteSession::addNumber(KPPDFDocument* document, uint32_t number) {
+    if (document == &document_) {
+        if (tableNumber(number))
+            return;
+        if (document_.isUnread(number) && number < tableNumbers_.size()) {
+            objects_.push_back(nullptr);
+            oldNumbers_.push_back(number);
+            tableNumbers_[number] = static_cast<uint32_t>(objects_.size());
+            return;
+        }
+    }
+    if (KPPDFRef<KPPDFObject> target = targetOf(document, number))
+        add(target);
 }
 
 KPPDFRef<KPPDFObject> KPPDFWriteSession::targetOf(KPPDFDocument* document, uint32_t number) {
@@ -86,7 +118,17 @@ KPPDFRef<KPPDFObject> KPPDFWriteSession::targetOf(KPPDFDocument* document, uint3
 
 void KPPDFWriteSession::follow() {
     while (followed_ < objects_.size()) {
-        KPPDFRef<KPPDFObject> object = objects_[followed_++];
+        size_t index = followed_++;
+        if (uint32_t number = oldNumbers_[index]) {
+            document_.useObject(number, [this](KPPDFObject* object) {
+                if (object) {
+                    unreadLength_ += estimatedLength(*object);
+                    followObject(object);
+                }
+            });
+            continue;
+        }
+        KPPDFRef<KPPDFObject> object = objects_[index];
         followObject(object.get());
     }
 }
@@ -102,6 +144,12 @@ void KPPDFWriteSession::followObject(KPPDFObject* root) {
         switch (object->objectType()) {
         case KPPDFObjectTypeReference: {
             KPPDFObjectReference* reference = object->asReference();
+            if (!reference->value() && reference->document() == &document_ &&
+                (tableNumber(reference->objectNumber()) ||
+                 document_.isUnread(reference->objectNumber()))) {
+                addNumber(&document_, reference->objectNumber());
+                break;
+            }
             KPPDFRef<KPPDFObject> target = reference->value() ? reference->value()
                                                               : reference->resolvedObject();
             target = KPPDFObject::resolve(target);
@@ -115,8 +163,7 @@ void KPPDFWriteSession::followObject(KPPDFObject* root) {
                 // Untouched: its references are found in its bytes, and it stays unparsed.
                 KPPDFDocument* document = array->document();
                 KPPDFScanReferences(array->untouchedBytes(), [&](const KPPDFScannedReference& found) {
-                    if (KPPDFRef<KPPDFObject> target = targetOf(document, found.number))
-                        add(target);
+                    addNumber(document, found.number);
                 });
                 break;
             }
@@ -129,8 +176,7 @@ void KPPDFWriteSession::followObject(KPPDFObject* root) {
             if (!dictionary->untouchedBytes().empty()) {
                 KPPDFDocument* document = dictionary->document();
                 KPPDFScanReferences(dictionary->untouchedBytes(), [&](const KPPDFScannedReference& found) {
-                    if (KPPDFRef<KPPDFObject> target = targetOf(document, found.number))
-                        add(target);
+                    addNumber(document, found.number);
                 });
                 break;
             }
@@ -155,32 +201,61 @@ bool KPPDFWriteSession::numberForObject(const KPPDFObject* target, uint32_t* num
     if (substituted != substitutes_.end())
         target = substituted->second.get();
     auto found = numbers_.find(target);
-    if (found == numbers_.end())
+    uint32_t written = found == numbers_.end() ? tableNumberOf(target) : found->second;
+    if (!written)
         return false;
-    *number = found->second;
+    *number = written;
     *generation = 0;
     return true;
 }
 
-bool KPPDFWriteSession::numberForReference(KPPDFDocument* document, uint32_t number, uint32_t,
-                                           uint32_t* newNumber, uint32_t* newGeneration) {
+bool KPPDFWriteSession::numberWithoutReading(KPPDFDocument* document, uint32_t number,
+                                             uint32_t* newNumber, uint32_t* newGeneration) {
+    if (document != &document_ || !tableNumber(number))
+        return false;
+    *newNumber = tableNumber(number);
+    *newGeneration = 0;
+    return true;
+}
+
+bool KPPDFWriteSession::numberForReference(KPPDFDocument* document, uint32_t number,
+                                           uint32_t, uint32_t* newNumber,
+                                           uint32_t* newGeneration) {
+    if (numberWithoutReading(document, number, newNumber, newGeneration))
+        return true;
     KPPDFRef<KPPDFObject> target = targetOf(document, number);
     return numberForObject(target.get(), newNumber, newGeneration);
 }
 
-std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
-                                     const KPPDFObject* encryptDictionary) {
-    // Sized from the objects themselves: the untouched ones are copied as their bytes stand,
-    // and objects that came out of object streams make the file larger than the one read.
-    // Growing a buffer of many megabytes by doubling would hold the old and the new at once.
-    size_t estimate = 4096 + objects_.size() * (kCrossReferenceEntryLength + kObjectFrameLength);
-    for (const auto& object : objects_)
-        estimate += estimatedLength(*object);
-    // References renumbered with more digits, strings written again: reserving too much costs
-    // only address space (untouched pages are never resident), too little a copy of it all.
-    estimate += estimate / 8;
-    std::string out;
-    out.reserve(estimate);
+bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject* encryptDictionary,
+                              std::string& out, const Sink* sink) {
+    // Bytes already handed to the sink: offsets in the file are counted from its start.
+    uint64_t flushed = 0;
+    bool sinkTookAll = true;
+    auto flush = [&](size_t atLeast) {
+        if (!sink || out.size() < atLeast || !sinkTookAll)
+            return;
+        sinkTookAll = (*sink)(out);
+        flushed += out.size();
+        out.clear();
+    };
+    if (sink) {
+        out.reserve(kSinkChunk + kSinkChunk / 4);
+    } else {
+        // Sized from the objects themselves: the untouched ones are copied as their bytes
+        // stand, and objects that came out of object streams make the file larger than the
+        // one read. Growing a buffer of many megabytes by doubling would hold the old and the
+        // new at once.
+        size_t estimate =
+            4096 + objects_.size() * (kCrossReferenceEntryLength + kObjectFrameLength);
+        for (const auto& object : objects_)
+            if (object)
+                estimate += estimatedLength(*object);
+        estimate += unreadLength_;
+        // References renumbered with more digits, strings written again: reserving too much
+        // costs only address space (untouched pages are never resident), too little a copy.
+        out.reserve(out.size() + estimate + estimate / 8);
+    }
     out.append("%PDF-1.3");
     out.append(eolText_);
     std::vector<uint64_t> offsets(objects_.size() + 1, 0);
@@ -189,8 +264,7 @@ std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
     char header[32];
     for (size_t i = 0; i < objects_.size(); i++) {
         uint32_t number = static_cast<uint32_t>(i + 1);
-        KPPDFObject* object = objects_[i].get();
-        offsets[number] = out.size();
+        offsets[number] = flushed + out.size();
         char* p = header;
         KPPDFObjectUnsignedToStringInPlace(number, &p);
         out.append(header, static_cast<size_t>(p - header));
@@ -198,21 +272,28 @@ std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
         out.append(eolText_);
         currentNumber = number;
         currentGeneration = 0;
-        // The encryption dictionary's own strings are never encrypted.
-        encryptingDocument = object == encryptDictionary ? nullptr : encrypting;
         size_t mark = out.size();
-        if (!object->appendDirectObject(out)) {
-            out.resize(mark);
-            out.append("null");
-        }
+        auto append = [&](KPPDFObject* object) {
+            // The encryption dictionary's own strings are never encrypted.
+            encryptingDocument = object == encryptDictionary ? nullptr : encrypting;
+            if (!object || !object->appendDirectObject(out)) {
+                out.resize(mark);
+                out.append("null");
+            }
+        };
+        if (objects_[i])
+            append(objects_[i].get());
+        else
+            document_.useObject(oldNumbers_[i], append);
         out.append(eolText_);
         out.append("endobj");
         out.append(eolText_);
+        flush(kSinkChunk);
     }
     encryptingDocument = encrypting;
     currentNumber = 0;
 
-    uint64_t xref = out.size();
+    uint64_t xref = flushed + out.size();
     char line[64];
     std::snprintf(line, sizeof line, "xref%s0 %zu%s0000000000 65535 f \n", eolText_.c_str(),
                   objects_.size() + 1, eolText_.c_str());
@@ -222,6 +303,7 @@ std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
         std::snprintf(line, sizeof line, "%010llu 00000 n \n",
                       static_cast<unsigned long long>(offsets[number]));
         out.append(line, 20);
+        flush(kSinkChunk);
     }
     out.append("trailer");
     out.append(eolText_);
@@ -244,5 +326,6 @@ std::string KPPDFWriteSession::write(KPPDFObjectDictionary& trailer,
     out.append(eolText_);
     out.append("%%EOF");
     out.append(eolText_);
-    return out;
+    flush(0);
+    return sinkTookAll;
 }

@@ -22,6 +22,12 @@ public:
     virtual bool numberForReference(KPPDFDocument* document, uint32_t number,
                                     uint32_t generation, uint32_t* newNumber,
                                     uint32_t* newGeneration) = 0;
+    // The new number of the object numbered number in document when the writer knows it
+    // without reading the object (one it copies straight from the file); false: look the
+    // target up and ask numberForObject.
+    virtual bool numberWithoutReading(KPPDFDocument*, uint32_t, uint32_t*, uint32_t*) {
+        return false;
+    }
 
     // Number and generation of the indirect object being written (0 for the trailer): the key
     // of its strings and streams when the file is encrypted.
