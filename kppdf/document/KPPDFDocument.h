@@ -234,6 +234,10 @@ public:
     void updateDocData();
     // 16 bytes of a new UUID.
     static std::string uuidData();
+    // True when the file at path is a JPEG image (its header reads as one); false for a file
+    // that cannot be opened or is anything else. A content imprint whose dictionary names such
+    // a file under "filename" has its image written as the file's bytes.
+    static bool isJPEG(const std::string& path);
     // The first element of the file identifier as text, or empty.
     std::string permanentID();
     // Copies one page for a complete new file into session: its dictionary with its inherited

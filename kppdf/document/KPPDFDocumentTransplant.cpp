@@ -8,6 +8,7 @@
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectBoolean.h"
+#include "kppdf/objects/KPPDFFilter.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
 #include "kppdf/objects/KPPDFObjectName.h"
@@ -86,6 +87,59 @@ bool imprintContent(KPPDFPage& imprintPage, KPPDFData* data, KPPDFRef<KPPDFObjec
     return true;
 }
 
+// Resources for an imprint made from an image file: when the file is a JPEG, the imprint's
+// image is written as that file's bytes, as they stand, instead of the image the imprint
+// document holds (usually the same picture decoded and compressed again, and larger). The
+// imprint document itself is left as it is: the form gets copies of the dictionaries on the way
+// to the image. Returns resources unchanged when there is nothing to replace.
+KPPDFRef<KPPDFObject> resourcesWithImageFile(const KPPDFImprint& imprint,
+                                             const KPPDFRef<KPPDFObject>& resources) {
+    const KPPDFPropertyList* filename =
+        imprint.dictionary() ? imprint.dictionary()->objectForKey(KPPDFImprint::kFilenameKey)
+                             : nullptr;
+    auto resourceDictionary = KPPDFResolve<KPPDFObjectDictionary>(resources);
+    if (!filename || !filename->isString() || !resourceDictionary ||
+        !KPPDFDocument::isJPEG(filename->stringValue()))
+        return resources;
+    auto xobjects = resourceDictionary->resolvedObjectForKey<KPPDFObjectDictionary>("XObject");
+    if (!xobjects)
+        return resources;
+    for (auto& [name, entry] : xobjects->value()) {
+        auto image = KPPDFResolve<KPPDFObjectStream>(entry);
+        if (!image || !image->dictionary() || !image->dictionary()->hasName("Subtype", "Image"))
+            continue;
+        KPPDFData file = KPPDFData::dataWithContentsOfFile(filename->stringValue());
+        int width = 0, height = 0, components = 0;
+        if (file.isNull() || file.length() > UINT32_MAX ||
+            !KPPDFReadJPEGHeader(file.bytes(), file.length(), &width, &height, &components))
+            return resources;
+        // The image's own entries (its mask, its intent) stay; what describes the samples
+        // comes from the file, so that the stream is consistent whatever the old image was.
+        auto imageDictionary = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
+        imageDictionary->value() = image->dictionary()->value();
+        KPPDFObjectMap& entries = imageDictionary->value();
+        for (const char* key : {"DecodeParms", "Decode", "ImageMask"})
+            entries.erase(key);
+        entries["Filter"] = KPPDFObjectName::nameWithString("DCTDecode");
+        entries["Length"] = KPPDFObjectInteger::integerWithLongLong(static_cast<long long>(file.length()));
+        entries["Width"] = KPPDFObjectInteger::integerWithLongLong(width);
+        entries["Height"] = KPPDFObjectInteger::integerWithLongLong(height);
+        entries["BitsPerComponent"] = KPPDFObjectInteger::integerWithLongLong(8);
+        entries["ColorSpace"] = KPPDFObjectName::nameWithString(
+            components == 1 ? "DeviceGray" : components == 4 ? "DeviceCMYK" : "DeviceRGB");
+        KPPDFRef<KPPDFObjectStream> replacement = KPPDFObjectStream::streamWithDictionary(
+            imageDictionary, file, {0, static_cast<uint32_t>(file.length())});
+        auto newXObjects = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
+        newXObjects->value() = xobjects->value();
+        newXObjects->value()[name] = KPPDFObjectReference::referenceWithObject(replacement);
+        auto newResources = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
+        newResources->value() = resourceDictionary->value();
+        newResources->value()["XObject"] = newXObjects;
+        return newResources;
+    }
+    return resources;
+}
+
 // Writes one content imprint into the page being copied: its form XObject under a fresh name
 // in xobjects, and the placement stream that draws it, appended to contents and to records
 // (the page's new ParvelImprints). False, with a log line, when it cannot be written.
@@ -113,6 +167,7 @@ bool writeContentImprint(KPPDFDocument& document, KPPDFImprint& imprint,
     form["BBox"] = KPPDFPage::makePDFRect(imprintPage->mediaBox());
     KPPDFRef<KPPDFObject> resources =
         imprintPage->pageDictionary()->objectFromAncestorsForKey("Resources");
+    resources = resourcesWithImageFile(imprint, resources);
     form["Resources"] =
         resources ? resources : std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
     if (filter)

@@ -96,6 +96,12 @@ std::string KPPDFDocument::uuidData() {
     return std::string(reinterpret_cast<const char*>(fresh), sizeof fresh);
 }
 
+bool KPPDFDocument::isJPEG(const std::string& path) {
+    KPPDFData file = KPPDFData::dataWithContentsOfFile(path);
+    return !file.isNull() && KPPDFReadJPEGHeader(file.bytes(), file.length(), nullptr, nullptr,
+                                                 nullptr);
+}
+
 std::string KPPDFDocument::permanentID() {
     KPPDFRef<KPPDFObjectDictionary> trailerDictionary = trailer_ ? trailer_->trailerDictionary() : nullptr;
     KPPDFRef<KPPDFObjectArray> identifier =

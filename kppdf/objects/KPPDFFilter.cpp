@@ -289,6 +289,23 @@ bool decodeDCT(JPEGDecoding* d, const uint8_t* input, size_t length, std::string
     return true;
 }
 
+// Only the markers up to the first scan: what the image is, without decoding it.
+bool readJPEGHeader(JPEGDecoding* d, const uint8_t* input, size_t length) {
+    d->info.err = &d->errors.manager;
+    jpeg_create_decompress(&d->info);
+    if (setjmp(d->errors.jump)) {
+        jpeg_destroy_decompress(&d->info);
+        return false;
+    }
+    jpeg_mem_src(&d->info, input, static_cast<unsigned long>(length));
+    bool found = jpeg_read_header(&d->info, TRUE) == JPEG_HEADER_OK;
+    d->width = static_cast<int>(d->info.image_width);
+    d->height = static_cast<int>(d->info.image_height);
+    d->components = d->info.num_components;
+    jpeg_destroy_decompress(&d->info);
+    return found && d->width > 0 && d->height > 0;
+}
+
 // Compressed bytes go straight into the caller's string, a chunk at a time.
 struct JPEGDestination {
     jpeg_destination_mgr manager; // first, so libjpeg's pointer to it leads back here
@@ -600,6 +617,24 @@ bool KPPDFDecodeDCT(const uint8_t* input, size_t length, std::string* output, in
         output->clear();
         return false;
     }
+    if (width)
+        *width = decoding.width;
+    if (height)
+        *height = decoding.height;
+    if (components)
+        *components = decoding.components;
+    return true;
+}
+
+bool KPPDFReadJPEGHeader(const uint8_t* input, size_t length, int* width, int* height,
+                         int* components) {
+    // Every JPEG starts with SOI and another marker; anything else is not worth libjpeg's time.
+    if (!input || length < 4 || input[0] != 0xFF || input[1] != 0xD8 || input[2] != 0xFF)
+        return false;
+    JPEGDecoding decoding;
+    installErrorManager(&decoding.errors, "JPEG header");
+    if (!readJPEGHeader(&decoding, input, length))
+        return false;
     if (width)
         *width = decoding.width;
     if (height)

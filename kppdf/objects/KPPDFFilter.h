@@ -62,6 +62,13 @@ bool KPPDFApplyPredictor(const KPPDFPredictorParams& params, std::string* data);
 bool KPPDFDecodeDCT(const uint8_t* input, size_t length, std::string* output, int* width,
                     int* height, int* components);
 
+// Reads only the header of a JPEG (a baseline or progressive JFIF/Adobe image): true, with its
+// size and number of components, when the bytes start a JPEG that libjpeg can read; false for
+// anything else (with a log line when it starts like a JPEG but is damaged). The out
+// parameters may be null.
+bool KPPDFReadJPEGHeader(const uint8_t* input, size_t length, int* width, int* height,
+                         int* components);
+
 // Compresses interleaved 8-bit samples (1 gray, 3 RGB or 4 CMYK components) into a baseline JPEG
 // at quality 1..100 (clamped). Returns false with a log line on invalid arguments or failure.
 bool KPPDFEncodeJPEG(const uint8_t* pixels, int width, int height, int components, int quality,

@@ -480,3 +480,49 @@ TEST(KPPDFImprintWriter, ImprintDrawnInSeveralStreamsIsJoinedIntoOneForm) {
     EXPECT_NE(drawing.find("re f Q\n"), std::string::npos) << drawing;
     EXPECT_NE(drawing.find("(STAMPED) Tj ET\n"), std::string::npos) << drawing;
 }
+
+TEST(KPPDFImprintWriter, ImageImprintOfAJPEGFileIsWrittenAsThatFile) {
+    // The imprint document draws a blue image; the JPEG file it names is green. Saved, the
+    // page shows green, and the file's bytes are in the output as they stand.
+    const std::string jpegPath = kImprints + "/green.jpg";
+    EXPECT_TRUE(KPPDFDocument::isJPEG(jpegPath));
+    EXPECT_FALSE(KPPDFDocument::isJPEG(kImprints + "/image_stamp.pdf"));
+    EXPECT_FALSE(KPPDFDocument::isJPEG(kImprints + "/no such file.jpg"));
+    if (!toolsAvailable())
+        GTEST_SKIP() << "qpdf, pdftotext and pdftoppm are needed";
+    tool_runner::TemporaryFolder folder;
+    const std::string jpeg = readFile(jpegPath);
+    // Starts like a JPEG and is none: libjpeg's complaint is a log line, not an exit.
+    ASSERT_TRUE(folder.write("not.jpg", "\xFF\xD8\xFF garbage"));
+    LogCapture quiet;
+    EXPECT_FALSE(KPPDFDocument::isJPEG(folder.file("not.jpg")));
+
+    KPPDFRef<KPPDFDocument> document = openFile(kImprints + "/target.pdf");
+    ASSERT_TRUE(document);
+    auto imageImprint = [&](KPPDFPoint location, const std::string& file) {
+        KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(
+            KPPDFData::dataWithContentsOfFile(kImprints + "/image_stamp.pdf"), location);
+        imprint->setSize({40, 40});
+        KPPDFPropertyList properties;
+        properties.setObject(KPPDFPropertyList::string(file), "filename");
+        imprint->setDictionary(properties);
+        return imprint;
+    };
+    document->pageAtIndex(0)->addImprint(imageImprint({100, 200}, jpegPath));
+    // A file that is no JPEG leaves the image as the imprint document has it.
+    document->pageAtIndex(0)->addImprint(imageImprint({200, 200}, kImprints + "/image_stamp.pdf"));
+    std::string bytes = document->currentDataWithImprints(true);
+    ASSERT_TRUE(folder.write("jpeg.pdf", bytes));
+    EXPECT_EQ(check(folder.file("jpeg.pdf")), 0);
+    EXPECT_EQ(countOf(bytes, jpeg), 1u);
+    EXPECT_EQ(countOf(bytes, "/DCTDecode"), 1u);
+    Picture picture = render(folder.file("jpeg.pdf"), 1, folder);
+    ASSERT_EQ(picture.height, 400);
+    auto [r, g, b] = picture.at(120, 400 - 220);
+    EXPECT_TRUE(r < 40 && g > 200 && b < 40) << r << " " << g << " " << b;
+    auto [r2, g2, b2] = picture.at(220, 400 - 220);
+    EXPECT_TRUE(r2 < 40 && g2 < 40 && b2 > 200) << r2 << " " << g2 << " " << b2;
+    // The imprint document is left as it was: saving again writes the same bytes.
+    KPPDFRef<KPPDFDocument> imprintDocument = document->pageAtIndex(0)->contentImprints()[0]->document();
+    EXPECT_EQ(countOf(imprintDocument->currentDataWithImprints(true), "/DCTDecode"), 0u);
+}

@@ -9,6 +9,10 @@ target.pdf  two white pages with a line of text each: the first 300 by 400
             (reportlab turns the box), so it is seen 300 wide and 400 high.
 stamp_split.pdf  stamp.pdf with its drawing in two content streams (the red box,
             then the word), made with pikepdf.
+image_stamp.pdf  one page of 40 by 40 points filled by an 8 by 8 image of pure
+            blue, stored Flate-compressed (from a PNG).
+green.jpg   an 8 by 8 JPEG of pure green: the file an image imprint names, whose
+            bytes replace the blue image when the document is saved.
 
 Run with the Debian python that has reportlab:
     /usr/bin/python3 tests/data/imprints/make_stamp.py [folder]
@@ -62,7 +66,21 @@ def split(source, path):
              object_stream_mode=pikepdf.ObjectStreamMode.disable)
 
 
+def image_stamp(path, jpeg):
+    from PIL import Image
+
+    png = os.path.join(FOLDER, "blue.png")
+    Image.new("RGB", (8, 8), (0, 0, 255)).save(png)
+    c = canvas.Canvas(path, pagesize=(40, 40), invariant=1, pageCompression=1)
+    c.drawImage(png, 0, 0, 40, 40)
+    c.showPage()
+    c.save()
+    os.remove(png)
+    Image.new("RGB", (8, 8), (0, 255, 0)).save(jpeg, quality=95)
+
+
 if __name__ == "__main__":
     stamp(os.path.join(FOLDER, "stamp.pdf"))
     target(os.path.join(FOLDER, "target.pdf"))
     split(os.path.join(FOLDER, "stamp.pdf"), os.path.join(FOLDER, "stamp_split.pdf"))
+    image_stamp(os.path.join(FOLDER, "image_stamp.pdf"), os.path.join(FOLDER, "green.jpg"))
