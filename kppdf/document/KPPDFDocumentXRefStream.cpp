@@ -3,6 +3,7 @@
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
+#include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
@@ -26,14 +27,9 @@ bool nonNegativeInteger(const KPPDFRef<KPPDFObject>& object, uint64_t* value) {
 }
 
 // Decodes an object stream and reads its header into index.
-bool loadObjectStream(KPPDFDocument& document, KPPDFCompressedObjects& cache, uint32_t streamNumber,
+bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
                       KPPDFCompressedObjects::StreamIndex& index) {
-    KPPDFCompressedObjects::Location nested;
-    if (cache.location(streamNumber, &nested)) {
-        KPPDFLog("Object stream %u is itself kept in an object stream", streamNumber);
-        return false;
-    }
-    auto stream = KPPDFResolve<KPPDFObjectStream>(document.objectWithNumber(streamNumber));
+    KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
     KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
     uint64_t count = 0, first = 0;
     if (!dictionary || !dictionary->hasName("Type", "ObjStm") ||
@@ -171,9 +167,20 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
             KPPDFLog("Object streams nested too deeply at object stream %u", location.stream);
             return nullptr;
         }
+        KPPDFCompressedObjects::Location nested;
+        if (cache->location(location.stream, &nested)) {
+            KPPDFLog("Object stream %u is itself kept in an object stream", location.stream);
+            index.failed = true;
+            return nullptr;
+        }
         index.loading = true;
         objectStreamNesting++;
-        bool loaded = loadObjectStream(*this, *cache, location.stream, index);
+        // The index keeps the decoded objects; the stream object itself (and, in an encrypted
+        // file, its decrypted bytes) is let go once read, unless something else holds it.
+        bool loaded = false;
+        useObject(location.stream, [&](KPPDFObject* object) {
+            loaded = loadObjectStream(object, location.stream, index);
+        });
         objectStreamNesting--;
         index.loading = false;
         if (!loaded) {
@@ -215,6 +222,10 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         uint64_t start = object->dataRange().location;
         bool lazy = object->asArray() ? !object->asArray()->isParsed()
                                       : !object->asDictionary()->isParsed();
+        // Up to the next object, less the white space between them: written again, the
+        // object would otherwise gain a line end on each save.
+        while (end > start && KPPDFIsWhitespace(index.data.bytes()[end - 1]))
+            end--;
         if (lazy && end > start)
             object->setRawLength(static_cast<uint32_t>(end - start));
     }

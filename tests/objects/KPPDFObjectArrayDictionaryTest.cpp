@@ -52,14 +52,15 @@ KPPDFRef<KPPDFObjectDictionary> tableDictionary(KPPDFDocument& doc, unsigned num
 
 TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
     KPPDFDocument doc;
-    // An indirect array in the file body keeps its bytes until asked; they run to "endobj".
+    // An indirect array in the file body keeps its bytes until asked; they run to its last
+    // token before "endobj" (the line end before the keyword is not the object's).
     const std::string arrayText = "[1  2\n/Three (4)]\nendobj\n";
     KPPDFRef<KPPDFObjectArray> array =
         KPPDFCast<KPPDFObjectArray>(parseBody(doc, arrayText, false));
     ASSERT_TRUE(array);
     EXPECT_FALSE(array->isParsed());
-    EXPECT_EQ(array->rawLength(), 18u);
-    EXPECT_EQ(array->directObject(), "[1  2\n/Three (4)]\n");
+    EXPECT_EQ(array->rawLength(), 17u);
+    EXPECT_EQ(array->directObject(), "[1  2\n/Three (4)]");
     EXPECT_EQ(array->count(), 4u);
     EXPECT_TRUE(array->isParsed());
     EXPECT_EQ(array->rawLength(), 17u);
@@ -78,18 +79,18 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
     EXPECT_TRUE(array->isDirectOnly());
     EXPECT_EQ(array->directObject(), "[ /a [ /b ] << >> ]");
 
-    // An untouched dictionary is written back byte for byte up to "endobj" or "stream",
-    // whitespace and odd spacing included.
+    // An untouched dictionary is written back byte for byte up to its last token before
+    // "endobj" or "stream", odd spacing and comments included.
     const std::string dictionaryText = "<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\nendobj\n";
     KPPDFRef<KPPDFObjectDictionary> dictionary =
         KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, dictionaryText, false));
     ASSERT_TRUE(dictionary);
     EXPECT_FALSE(dictionary->isParsed());
-    EXPECT_EQ(dictionary->directObject(), "<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\n");
+    EXPECT_EQ(dictionary->directObject(), "<</Type  /Catalog%note\n/Pages 2 0 R>>");
     auto numbered = parseBody(doc, dictionaryText, false);
     numbered->setObjectNumber(1);
     EXPECT_EQ(numbered->indirectObject(),
-              "1 0 obj\n<</Type  /Catalog%note\n/Pages 2 0 R>>  \r\n\nendobj\n");
+              "1 0 obj\n<</Type  /Catalog%note\n/Pages 2 0 R>>\nendobj\n");
     // Asking for an entry parses it; from then on it is written from its entries.
     ASSERT_TRUE(dictionary->objectForKey("Pages"));
     EXPECT_TRUE(dictionary->isParsed());
@@ -101,7 +102,7 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
         1, &doc, KPPDFData::dataWithString("\n<< /Length 3 >>\nstream\nabc\nendstream"), false,
         false);
     ASSERT_TRUE(dictionary);
-    EXPECT_EQ(dictionary->directObject(), "<< /Length 3 >>\n");
+    EXPECT_EQ(dictionary->directObject(), "<< /Length 3 >>");
 
     // Without any keyword the measure runs to six bytes before the end.
     dictionary = KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, "<< /A 1 >>  \n\n", false));
@@ -127,13 +128,13 @@ TEST(KPPDFObjectArrayDictionary, KeywordsInsideStringsAndNamesDoNotEndALazyObjec
         KPPDFRef<KPPDFObject> object = parseBody(doc, text + "\nendobj\n", false);
         ASSERT_TRUE(object);
         ASSERT_EQ(object->objectType(), KPPDFObjectTypeDictionary);
-        EXPECT_EQ(object->directObject(), text + "\n");
+        EXPECT_EQ(object->directObject(), text);
         EXPECT_FALSE(object->asDictionary()->value().empty());
     }
     KPPDFDocument doc;
     KPPDFRef<KPPDFObject> array = parseBody(doc, "[(endobj) /x]\nendobj\n", false);
     ASSERT_TRUE(array && array->asArray());
-    EXPECT_EQ(array->directObject(), "[(endobj) /x]\n");
+    EXPECT_EQ(array->directObject(), "[(endobj) /x]");
     EXPECT_EQ(array->asArray()->count(), 2u);
 }
 

@@ -252,10 +252,15 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
             if (object)
                 estimate += estimatedLength(*object);
         estimate += unreadLength_;
-        // References renumbered with more digits, strings written again: reserving too much
-        // costs only address space (untouched pages are never resident), too little a copy.
-        out.reserve(out.size() + estimate + estimate / 8);
+        // References renumbered with more digits and strings written again make the file a
+        // little longer; should it outgrow the room, it grows by an eighth, not by doubling.
+        out.reserve(out.size() + estimate + estimate / 32);
     }
+    auto makeRoom = [&](KPPDFObject& object) {
+        size_t need = estimatedLength(object) + kObjectFrameLength;
+        if (!sink && out.capacity() - out.size() < need)
+            out.reserve(out.size() + std::max(need, out.capacity() / 8));
+    };
     out.append("%PDF-1.3");
     out.append(eolText_);
     std::vector<uint64_t> offsets(objects_.size() + 1, 0);
@@ -276,6 +281,8 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
         auto append = [&](KPPDFObject* object) {
             // The encryption dictionary's own strings are never encrypted.
             encryptingDocument = object == encryptDictionary ? nullptr : encrypting;
+            if (object)
+                makeRoom(*object);
             if (!object || !object->appendDirectObject(out)) {
                 out.resize(mark);
                 out.append("null");

@@ -52,7 +52,12 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
         } else if (((c == 'e' && std::memcmp(base + p, "endobj", 6) == 0) ||
                     (stopAtStream && c == 's' && std::memcmp(base + p, "stream", 6) == 0)) &&
                    startsToken(base, p)) {
-            return static_cast<uint32_t>(p - offset);
+            // The object ends with its last token: the line end before the keyword is the
+            // file's, and copied along it would add up with every save.
+            uint64_t end = p;
+            while (end > offset + 1 && KPPDFIsWhitespace(static_cast<uint8_t>(base[end - 1])))
+                end--;
+            return static_cast<uint32_t>(end - offset);
         } else {
             p++;
         }
