@@ -29,9 +29,10 @@ void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context);
 // context.status and returns null.
 KPPDFRef<KPPDFDocument> KPPDFToolOpenDocument(KPPDFToolContext& context);
 // Writes the complete rewrite of document to output ("-" for standard output), with progress
-// on a terminal; returns the exit status.
+// on a terminal; returns the exit status. With workingBytes, the document's working bytes are
+// written as they stand instead (for a document known to be a complete file already).
 int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document,
-                           const std::string& output);
+                           const std::string& output, bool workingBytes = false);
 // "kppdf: FILE: message" on stderr.
 void KPPDFToolFail(const std::string& file, const std::string& message);
 // True when stderr is a terminal (progress is shown only then).

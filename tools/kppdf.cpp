@@ -24,7 +24,8 @@ void KPPDFToolAddFileOptions(CLI::App* command, KPPDFToolContext& context) {
     command->add_flag("-v,--verbose", context.verbose, "show the library's log lines");
 }
 
-int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, const std::string& output) {
+int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, const std::string& output,
+                           bool workingBytes) {
     uint64_t observer = 0;
     if (KPPDFToolShowsProgress()) {
         observer = KPPDFNotificationCenter::defaultCenter().addObserver(
@@ -48,10 +49,12 @@ int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, c
         return KPPDFToolExitUnreadable;
     }
     bool sinkFailed = false;
-    bool wrote = document.writeDataWithImprints([file, &sinkFailed](std::string_view bytes) {
+    auto sink = [file, &sinkFailed](std::string_view bytes) {
         sinkFailed = std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size();
         return !sinkFailed;
-    });
+    };
+    bool wrote = workingBytes ? !document.docData().empty() && sink(document.docData().view())
+                              : document.writeDataWithImprints(sink);
     bool closed = toStandardOutput ? std::fflush(file) == 0 : std::fclose(file) == 0;
     if (observer) {
         KPPDFNotificationCenter::defaultCenter().removeObserver(observer);

@@ -23,7 +23,10 @@ int commandDecrypt(KPPDFToolContext& context, SaveOptions& options) {
     if (!document)
         return context.status;
     document->removeEncryption();
-    return KPPDFToolWriteDocument(context, *document, options.output);
+    // An encrypted file was decrypted into a complete plain file when it was opened; nothing
+    // has changed since, so that file is the answer (a rewrite of it gives the same bytes).
+    return KPPDFToolWriteDocument(context, *document, options.output,
+                                  document->decryptedAtOpening());
 }
 
 int commandEncrypt(KPPDFToolContext& context, SaveOptions& options) {

@@ -171,7 +171,14 @@ public:
 
     // ---- Bytes and line ends ----
     const KPPDFData& docData() const { return docData_; }
-    void setDocData(const KPPDFData& data) { docData_ = data; }
+    void setDocData(const KPPDFData& data) {
+        docData_ = data;
+        decryptedAtOpening_ = false;
+    }
+    // True while the working bytes are the plain complete file made when an encrypted file was
+    // opened with its password: saved without encryption and unchanged, the document writes
+    // those very bytes again. Says nothing of changes made to the objects since.
+    bool decryptedAtOpening() const { return decryptedAtOpening_; }
     // The line end of the file's first line (LF, CR or CR LF); writers use it.
     const char* EOL() const { return eol_; }
     int32_t EOLLength() const { return eolLength_; }
@@ -339,6 +346,7 @@ protected:
     std::vector<PendingEntry> pending_;
     uint32_t objectCount_ = 0;
     uint32_t nameCount_ = 0;
+    bool decryptedAtOpening_ = false;
     std::string encryptKey_;
     int32_t encryptionStatus_ = 0;
     std::string path_;

@@ -296,6 +296,8 @@ void KPPDFDocument::reloadForDecryption() {
     if (plain.empty() || (setDocData(KPPDFData(std::move(plain))), !versionAndEOF()) ||
         !workTrailer()) {
         KPPDFLog("Could not decrypt the document");
+    } else {
+        decryptedAtOpening_ = true;
     }
     // The plain file has no "Encrypt": the kept dictionary is what saving encrypts with.
     encryptDictionary_ = encryption;

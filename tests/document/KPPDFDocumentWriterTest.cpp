@@ -335,10 +335,22 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
         run(quote(tool) + " outline " + quote(plainOutput), &outlinePlain);
         EXPECT_NE(outlineBefore.find("Caf\xC3\xA9 note 1"), std::string::npos);
         EXPECT_EQ(outlinePlain, outlineBefore);
+        // What kppdf decrypt relies on to write the working bytes as they stand: decrypted at
+        // opening, they are the very file a plain rewrite makes.
+        KPPDFRef<KPPDFDocument> fresh = open(input);
+        ASSERT_TRUE(fresh);
+        if (!empty) {
+            ASSERT_EQ(fresh->validatePassword("user"), 0);
+        }
+        ASSERT_TRUE(fresh->decryptedAtOpening());
+        std::string working(fresh->docData().view());
+        fresh->removeEncryption();
+        EXPECT_EQ(fresh->currentDataWithImprints(true), working);
     }
     // New passwords on a plain file, and encryption removed again.
     KPPDFRef<KPPDFDocument> plain = open(kData + "/sample.pdf");
     ASSERT_TRUE(plain);
+    EXPECT_FALSE(plain->decryptedAtOpening());
     plain->setUserPassword("u1", "o1", -4);
     EXPECT_EQ(plain->accessPermissions(), 0xFC);
     ASSERT_TRUE(plain->writeUpdatedDocument(folder.file("new.pdf")));
