@@ -538,8 +538,9 @@ bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* o
                 outcome = raw;
         }
         output->resize(outcome.produced);
-        // The working buffer may be up to twice the result; cached results live long.
-        if (output->capacity() - output->size() > output->size() / 4 + 4096)
+        // The working buffer may be up to twice the result, and decoded object streams and
+        // contents are kept: a right-sized copy costs less than the slack it gives back.
+        if (output->capacity() - output->size() > 4096)
             output->shrink_to_fit();
         if (outcome.capped) {
             KPPDFLog("FlateDecode: output cut at %zu bytes", outcome.produced);
