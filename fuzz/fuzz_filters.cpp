@@ -70,11 +70,16 @@ void fuzzPredictor(const KPPDFPredictorParams& params, std::string data) {
 void fuzzDCT(const uint8_t* data, size_t size) {
     std::string pixels;
     int width = 0, height = 0, components = 0;
+    // A header that reads is what the decoder reads first; a decoded image had one.
+    int headerWidth = 0, headerHeight = 0;
+    bool header = KPPDFReadJPEGHeader(data, size, &headerWidth, &headerHeight, nullptr);
+    check(!header || (headerWidth > 0 && headerHeight > 0));
     if (!KPPDFDecodeDCT(data, size, &pixels, &width, &height, &components)) {
         check(pixels.empty());
         return;
     }
     check(width > 0 && height > 0 && (components == 1 || components == 3 || components == 4));
+    check(!header || (headerWidth == width && headerHeight == height));
     check(pixels.size() == size_t(width) * size_t(height) * size_t(components));
     if (int64_t(width) * height > kReencodeMaxPixels)
         return;

@@ -238,6 +238,7 @@ struct JPEGDecoding {
     int components = 0;
 };
 
+// Without output, only the markers up to the first scan are read: what the image is.
 bool decodeDCT(JPEGDecoding* d, const uint8_t* input, size_t length, std::string* output) {
     d->info.err = &d->errors.manager;
     jpeg_create_decompress(&d->info);
@@ -246,7 +247,14 @@ bool decodeDCT(JPEGDecoding* d, const uint8_t* input, size_t length, std::string
         return false;
     }
     jpeg_mem_src(&d->info, input, static_cast<unsigned long>(length));
-    jpeg_read_header(&d->info, TRUE);
+    bool found = jpeg_read_header(&d->info, TRUE) == JPEG_HEADER_OK;
+    if (!output) {
+        d->width = static_cast<int>(d->info.image_width);
+        d->height = static_cast<int>(d->info.image_height);
+        d->components = d->info.num_components;
+        jpeg_destroy_decompress(&d->info);
+        return found && d->width > 0 && d->height > 0;
+    }
     jpeg_calc_output_dimensions(&d->info);
     const int components = d->info.output_components;
     const uint64_t samples =
@@ -287,23 +295,6 @@ bool decodeDCT(JPEGDecoding* d, const uint8_t* input, size_t length, std::string
     d->components = components;
     jpeg_destroy_decompress(&d->info);
     return true;
-}
-
-// Only the markers up to the first scan: what the image is, without decoding it.
-bool readJPEGHeader(JPEGDecoding* d, const uint8_t* input, size_t length) {
-    d->info.err = &d->errors.manager;
-    jpeg_create_decompress(&d->info);
-    if (setjmp(d->errors.jump)) {
-        jpeg_destroy_decompress(&d->info);
-        return false;
-    }
-    jpeg_mem_src(&d->info, input, static_cast<unsigned long>(length));
-    bool found = jpeg_read_header(&d->info, TRUE) == JPEG_HEADER_OK;
-    d->width = static_cast<int>(d->info.image_width);
-    d->height = static_cast<int>(d->info.image_height);
-    d->components = d->info.num_components;
-    jpeg_destroy_decompress(&d->info);
-    return found && d->width > 0 && d->height > 0;
 }
 
 // Compressed bytes go straight into the caller's string, a chunk at a time.
@@ -634,7 +625,7 @@ bool KPPDFReadJPEGHeader(const uint8_t* input, size_t length, int* width, int* h
         return false;
     JPEGDecoding decoding;
     installErrorManager(&decoding.errors, "JPEG header");
-    if (!readJPEGHeader(&decoding, input, length))
+    if (!decodeDCT(&decoding, input, length, nullptr))
         return false;
     if (width)
         *width = decoding.width;
