@@ -8,6 +8,7 @@
 #include <string>
 
 #include "kppdf/document/KPPDFDocumentSaveProgress.h"
+#include "kppdf/platform/KPPDFFileOutput.h"
 #include "kppdf/platform/KPPDFLog.h"
 #include "kppdf/platform/KPPDFNotificationCenter.h"
 #include "tools/KPPDFTool.h"
@@ -39,34 +40,39 @@ int KPPDFToolWriteDocument(KPPDFToolContext& context, KPPDFDocument& document, c
                              found == info.end() ? 0.0 : found->second * 100.0);
             });
     }
-    // Written as it is made: the new file is never whole in memory.
-    bool toStandardOutput = output == "-";
-    std::FILE* file = toStandardOutput ? stdout : std::fopen(output.c_str(), "wb");
-    if (!file) {
-        if (observer)
-            KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
-        KPPDFToolFail(output, "cannot write the file");
-        return KPPDFToolExitUnreadable;
-    }
+    // Written as it is made, so the new file is never whole in memory; a file replaces the
+    // output only once complete (the output may be the very file being read).
     bool sinkFailed = false;
-    auto sink = [file, &sinkFailed](std::string_view bytes) {
-        sinkFailed = std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size();
-        return !sinkFailed;
+    bool started = false;
+    bool produced = false;
+    auto produce = [&](const KPPDFByteSink& sink) {
+        started = true;
+        KPPDFByteSink counted = [&](std::string_view bytes) {
+            sinkFailed = !sink(bytes);
+            return !sinkFailed;
+        };
+        produced = workingBytes ? !document.docData().empty() && counted(document.docData().view())
+                                : document.writeDataWithImprints(counted);
+        return produced;
     };
-    bool wrote = workingBytes ? !document.docData().empty() && sink(document.docData().view())
-                              : document.writeDataWithImprints(sink);
-    bool closed = toStandardOutput ? std::fflush(file) == 0 : std::fclose(file) == 0;
+    bool wrote = false;
+    if (output == "-") {
+        wrote = produce([](std::string_view bytes) {
+                    return std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size();
+                }) &&
+                std::fflush(stdout) == 0;
+    } else {
+        wrote = KPPDFWriteFileReplacing(output, produce);
+    }
     if (observer) {
         KPPDFNotificationCenter::defaultCenter().removeObserver(observer);
         std::fprintf(stderr, "\rkppdf: writing 100%%\n");
     }
-    if (!wrote && !sinkFailed) {
+    if (started && !produced && !sinkFailed) {
         KPPDFToolFail(context.file, "the document has no catalog to write");
-        if (!toStandardOutput)
-            std::remove(output.c_str());
         return KPPDFToolExitUnreadable;
     }
-    if (!wrote || !closed) {
+    if (!wrote) {
         KPPDFToolFail(output, "cannot write the file");
         return KPPDFToolExitUnreadable;
     }

@@ -230,9 +230,10 @@ public:
     // returned false (writing stops there).
     bool writeDataWithImprints(const std::function<bool(std::string_view)>& sink,
                                int32_t compression = 0, std::string* whole = nullptr);
-    // Writes currentDataWithImprints(true, options "compression") to path as it is made (not
-    // atomically); false, with a log line, when there is nothing to write or the file cannot
-    // be written.
+    // Writes currentDataWithImprints(true, options "compression") to a new file as it is
+    // made, which then replaces path (path may be the file the document was opened from);
+    // false, with a log line, when there is nothing to write or the file cannot be written,
+    // and path is left as it was.
     bool writeUpdatedDocument(const std::string& path,
                               const std::map<std::string, double>& options = {});
     // The object table as one flat file, each object under its own number.

@@ -20,6 +20,7 @@
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/page/KPPDFPage.h"
+#include "kppdf/platform/KPPDFFileOutput.h"
 #include "kppdf/platform/KPPDFLog.h"
 #include "kppdf/platform/KPPDFNotificationCenter.h"
 
@@ -359,20 +360,13 @@ bool KPPDFDocument::writeUpdatedDocument(const std::string& path,
                                          const std::map<std::string, double>& options) {
     auto found = options.find("compression");
     int32_t compression = found == options.end() ? 0 : static_cast<int32_t>(found->second);
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (!file) {
-        KPPDFLog("Could not write %s", path.c_str());
+    // Written beside the old file, which replaces it at the end: the document may be reading
+    // that very file through its mapping while the new one is made.
+    return KPPDFWriteFileReplacing(path, [&](const KPPDFByteSink& sink) {
+        if (writeDataWithImprints(sink, compression))
+            return true;
+        if (!rootObject_)
+            KPPDFLog("Nothing to write to %s", path.c_str());
         return false;
-    }
-    bool wrote = writeDataWithImprints(
-        [file](std::string_view bytes) {
-            return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-        },
-        compression);
-    bool closed = std::fclose(file) == 0;
-    if (!wrote || !closed) {
-        KPPDFLog(wrote ? "Could not write %s" : "Nothing to write to %s", path.c_str());
-        return false;
-    }
-    return true;
+    });
 }

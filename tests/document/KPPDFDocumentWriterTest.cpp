@@ -449,3 +449,41 @@ TEST(KPPDFDocumentWriter, FileWrittenInPiecesIsTheWholeFileAndKeepsChanges) {
     EXPECT_EQ(check(folder.file("pieces.pdf")), 0);
     EXPECT_FALSE(document->writeUpdatedDocument(folder.file("no/such/folder/out.pdf")));
 }
+
+TEST(KPPDFDocumentWriter, SavingOverTheFileBeingReadReplacesItWhole) {
+    // The document reads its file through a mapping while the new file is written: the new
+    // bytes must go elsewhere first, or the file would be cut short under the reader.
+    if (!tool_runner::available("qpdf"))
+        GTEST_SKIP() << "qpdf is needed";
+    tool_runner::TemporaryFolder folder;
+    std::ifstream in(kData + "/open/xref_stream.pdf", std::ios::binary);
+    std::string original((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(original.empty());
+    ASSERT_TRUE(folder.write("doc.pdf", original));
+    const std::string path = folder.file("doc.pdf");
+    std::filesystem::permissions(path, std::filesystem::perms(0640));
+    KPPDFRef<KPPDFDocument> document = open(path);
+    ASSERT_TRUE(document);
+    uint32_t pages = document->pageCount();
+    ASSERT_TRUE(document->writeUpdatedDocument(path));
+    EXPECT_EQ(check(path), 0);
+    EXPECT_EQ(pageCount(path), static_cast<int>(pages));
+    // The new file keeps the old one's permissions, and nothing is left beside it.
+    EXPECT_EQ(std::filesystem::status(path).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms(0640));
+    auto entries = [&] {
+        return std::distance(std::filesystem::directory_iterator(folder.file("")),
+                             std::filesystem::directory_iterator());
+    };
+    EXPECT_EQ(entries(), 1);
+    // A file that cannot be made leaves the old one as it was.
+    LogCapture quiet;
+    EXPECT_FALSE(document->writeUpdatedDocument(folder.file("missing/doc.pdf")));
+    EXPECT_EQ(entries(), 1);
+    // The command saves over its input the same way.
+    std::string tool = KPPDF_TOOL_PATH;
+    EXPECT_EQ(run(quote(tool) + " save " + quote(path) + " " + quote(path)), 0);
+    EXPECT_EQ(check(path), 0);
+    EXPECT_EQ(pageCount(path), static_cast<int>(pages));
+    EXPECT_EQ(entries(), 1);
+}
