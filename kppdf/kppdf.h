@@ -7,6 +7,7 @@
 #include "kppdf/platform/KPPDFColor.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "kppdf/platform/KPPDFDate.h"
+#include "kppdf/platform/KPPDFFileOutput.h"
 #include "kppdf/platform/KPPDFGeometry.h"
 #include "kppdf/platform/KPPDFLog.h"
 #include "kppdf/platform/KPPDFNotificationCenter.h"
