@@ -13,6 +13,7 @@
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "support/LogCapture.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -74,12 +75,6 @@ bool sameText(const std::string& a, const std::string& b) {
             return false;
     }
     return i == a.size() && j == b.size();
-}
-
-std::string readFile(const std::string& path) {
-    KPPDFData data = KPPDFData::dataWithContentsOfFile(path);
-    EXPECT_FALSE(data.isNull()) << path;
-    return data.string();
 }
 
 } // namespace
@@ -283,7 +278,7 @@ TEST(KPPDFDocumentParser, CreateNameCountsPerDocument) {
 TEST(KPPDFDocumentParser, ObjectsOfARealFile) {
     // A five-page file written by reportlab (tests/data/make_sample.py): 38 dictionaries and 5
     // content streams, two of them Flate encoded; facts checked with qpdf and pikepdf.
-    const std::string file = readFile(std::string(KPPDF_TEST_DATA) + "/sample.pdf");
+    const std::string file = readFile(dataPath("sample.pdf"));
     std::vector<uint64_t> headers = readXref(file);
     ASSERT_EQ(headers.size(), 44u);
 

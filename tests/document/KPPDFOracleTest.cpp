@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/KPPDFOutline.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -50,6 +52,13 @@ void collectTitles(KPPDFRef<KPPDFObjectDictionary> item,
         item = item->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
     }
 }
+// The titles of the document's own outline items, depth first.
+void outlineTitles(const KPPDFOutline& item, std::vector<std::string>& titles) {
+    for (const auto& child : item.children()) {
+        titles.push_back(child->title());
+        outlineTitles(*child, titles);
+    }
+}
 } // namespace
 
 TEST(KPPDFOracle, PagesAndOutlinesMatchOtherReaders) {
@@ -83,5 +92,21 @@ TEST(KPPDFOracle, PagesAndOutlinesMatchOtherReaders) {
             collectTitles(outlines->resolvedObjectForKey<KPPDFObjectDictionary>("First"), visited,
                           0, titles);
         EXPECT_EQ(titles, facts.at("outline").get<std::vector<std::string>>());
+
+        // The document's own page list and outline agree, every page is a Page, and the
+        // damaged trees say what they cut.
+        ASSERT_EQ(document->pageCount(), facts.at("pages").get<uint32_t>());
+        for (uint32_t i = 0; i < document->pageCount(); i++)
+            EXPECT_TRUE(document->pageAtIndex(i)->pageDictionary()->hasName("Type", "Page")) << i;
+        std::vector<std::string> own;
+        if (document->outlines())
+            outlineTitles(*document->outlines(), own);
+        EXPECT_EQ(own, titles);
+        if (file == "pagetree_cycle.pdf") {
+            EXPECT_TRUE(log.contains("lists its own ancestor"));
+        }
+        if (file == "pagetree_count.pdf") {
+            EXPECT_TRUE(log.contains("Page tree Count 5 exceeds the 3 pages found"));
+        }
     }
 }

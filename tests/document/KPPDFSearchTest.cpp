@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sstream>
 #include <string>
 
@@ -8,7 +7,7 @@
 #include "kppdf/document/KPPDFSearchResult.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFTextEncoding.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -43,8 +42,7 @@ KPPDFRef<KPPDFDocument> documentWithPages(const std::vector<std::vector<std::str
           "<< /Type /Font /Subtype /Type1 /BaseFont /Boxy /FirstChar 32 /LastChar 255 /Widths [" +
               widths + "] /Encoding /WinAnsiEncoding /FontDescriptor 4 0 R >>");
     b.add(4, "<< /Type /FontDescriptor /FontName /Boxy /Flags 32 /Ascent 800 /Descent -200 >>");
-    int32_t result = -1;
-    return KPPDFDocument::documentWithData(b.buildData("/Root 1 0 R"), &result);
+    return openBytes(b.build("/Root 1 0 R"));
 }
 
 // The page string's characters at a UTF-16 range, as UTF-8.
@@ -120,8 +118,7 @@ TEST(KPPDFSearchTest, WhiteSpaceRunsMatchAcrossLines) {
 }
 
 TEST(KPPDFSearchTest, UnicodeCaseAndUTF16Positions) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(kAccuracy + "truetype.pdf", &result);
+    auto document = openFile(kAccuracy + "truetype.pdf");
     ASSERT_NE(document, nullptr);
     struct Case {
         const char* query;
@@ -158,13 +155,9 @@ TEST(KPPDFSearchTest, UnicodeCaseAndUTF16Positions) {
 
 TEST(KPPDFSearchTest, CountsAgreeWithPdftotext) {
     // Phrases counted in pdftotext's text of the same file, its line breaks read as spaces.
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(kAccuracy + "standard.pdf", &result);
+    auto document = openFile(kAccuracy + "standard.pdf");
     ASSERT_NE(document, nullptr);
-    std::ifstream file(kAccuracy + "standard.txt", std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    std::string oracle = collapsed(content.str());
+    std::string oracle = collapsed(readFile(kAccuracy + "standard.txt"));
     for (const char* phrase :
          {"levee", "the miller", "the levee higher", "every spring", "r\xC3\xA9sum\xC3\xA9",
           "\xE2\x80\x9Cquoted\xE2\x80\x9D words", "o'clock that afternoon"}) {

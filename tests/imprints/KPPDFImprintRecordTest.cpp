@@ -14,21 +14,10 @@
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFArchiver.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 #include "support/ToolRunner.h"
 
 namespace {
-
-std::string deflated(const std::string& bytes) {
-    uint32_t length = KPPDFDeflateBound(static_cast<uint32_t>(bytes.size()));
-    std::string out(length, '\0');
-    EXPECT_EQ(KPPDFDeflate(reinterpret_cast<const uint8_t*>(bytes.data()),
-                           static_cast<uint32_t>(bytes.size()),
-                           reinterpret_cast<uint8_t*>(out.data()), &length),
-              1);
-    out.resize(length);
-    return out;
-}
 
 std::string archived(std::initializer_list<std::pair<const char*, const char*>> entries) {
     KPPDFPropertyList dictionary;
@@ -81,13 +70,6 @@ std::string recordFile(const std::string& extraXObjects = "",
     return builder.build("/Root 1 0 R");
 }
 
-KPPDFRef<KPPDFDocument> openBytes(std::string bytes) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
-    EXPECT_EQ(result, KPPDFDocumentOpened);
-    return document;
-}
-
 // Where text starts in bytes, or npos.
 size_t at(const std::string& bytes, const std::string& text) {
     return bytes.find(text);
@@ -137,16 +119,7 @@ TEST(KPPDFImprintRecord, ImprintsComeBackInNumericOrder) {
         EXPECT_TRUE(
             ownPage->pageDictionary()->resolvedObjectForKey<KPPDFObjectDictionary>("Resources"))
             << i;
-        if (tool_runner::available("qpdf")) {
-            tool_runner::TemporaryFolder folder;
-            ASSERT_TRUE(folder.write("imprint.pdf", own->docData().string()));
-            std::string output;
-            EXPECT_EQ(
-                tool_runner::run("qpdf --check " + tool_runner::quote(folder.file("imprint.pdf")),
-                                 &output),
-                0)
-                << output;
-        }
+        tool_runner::expectQpdfAccepts(own->docData().string());
     }
     // The document knows that its page carried stored imprints, and its working bytes now
     // hold the page without them.

@@ -14,7 +14,7 @@
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFResources.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -27,11 +27,6 @@ KPPDFPropertyList properties(std::initializer_list<std::pair<const char*, const 
     for (const auto& [key, value] : entries)
         dictionary.setObject(KPPDFPropertyList::string(value), key);
     return dictionary;
-}
-
-KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
-    return KPPDFCast<KPPDFObjectDictionary>(
-        KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(text)), true, true));
 }
 
 std::string rectText(const KPPDFRef<KPPDFObjectDictionary>& dictionary) {
@@ -47,10 +42,7 @@ KPPDFRef<KPPDFDocument> documentWithAnnotation(const std::string& annotation) {
     builder.add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Annots [5 0 R] >>");
     builder.add(5, annotation);
     builder.add(6, "<< /Type /Annot /Subtype /Popup /Parent 5 0 R /Rect [0 0 1 1] >>");
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
-    EXPECT_EQ(result, KPPDFDocumentOpened);
-    return document;
+    return openBytes(builder.build("/Root 1 0 R"));
 }
 
 } // namespace

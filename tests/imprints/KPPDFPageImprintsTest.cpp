@@ -13,25 +13,10 @@
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFResources.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 #include "support/ToolRunner.h"
 
 namespace {
-
-KPPDFRef<KPPDFDocument> openFixture(const std::string& name) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(
-        std::string(KPPDF_TEST_DATA) + "/" + name, &result);
-    EXPECT_EQ(result, KPPDFDocumentOpened) << name;
-    return document;
-}
-
-KPPDFRef<KPPDFDocument> openBytes(std::string bytes) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
-    EXPECT_EQ(result, KPPDFDocumentOpened);
-    return document;
-}
 
 std::string subtypeOf(const KPPDFRef<KPPDFImprint>& imprint) {
     KPPDFAnnotation* annotation = imprint ? imprint->asAnnotation() : nullptr;
@@ -71,7 +56,7 @@ private:
 } // namespace
 
 TEST(KPPDFPageImprints, AnnotationsOfARealFileInAnnotsOrder) {
-    KPPDFRef<KPPDFDocument> document = openFixture("imprints/annotations.pdf");
+    KPPDFRef<KPPDFDocument> document = openFile(dataPath("imprints/annotations.pdf"));
     ASSERT_TRUE(document);
     KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
     EXPECT_FALSE(page->processedAnnotations());
@@ -103,7 +88,7 @@ TEST(KPPDFPageImprints, AnnotationsOfARealFileInAnnotsOrder) {
     EXPECT_EQ(page->annotationImprints().size(), 10u);
 
     // sample.pdf: two links, a note and its pop-up.
-    KPPDFRef<KPPDFDocument> sample = openFixture("sample.pdf");
+    KPPDFRef<KPPDFDocument> sample = openFile(dataPath("sample.pdf"));
     ASSERT_TRUE(sample);
     KPPDFRef<KPPDFPage> first = sample->pageAtIndex(0);
     EXPECT_EQ(subtypes(first->imprints()),
@@ -137,7 +122,7 @@ TEST(KPPDFPageImprints, BrokenAnnotsEntriesAreSkipped) {
 }
 
 TEST(KPPDFPageImprints, FilteredLists) {
-    KPPDFRef<KPPDFDocument> document = openFixture("sample.pdf");
+    KPPDFRef<KPPDFDocument> document = openFile(dataPath("sample.pdf"));
     ASSERT_TRUE(document);
     KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
 
@@ -184,7 +169,7 @@ TEST(KPPDFPageImprints, FilteredLists) {
 TEST(KPPDFPageImprints, AnnotationsSurviveASave) {
     for (const char* name : {"sample.pdf", "imprints/annotations.pdf"}) {
         SCOPED_TRACE(name);
-        KPPDFRef<KPPDFDocument> document = openFixture(name);
+        KPPDFRef<KPPDFDocument> document = openFile(dataPath(name));
         ASSERT_TRUE(document);
         KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
         std::vector<KPPDFRef<KPPDFImprint>> imprints = page->annotationImprints();
@@ -198,15 +183,7 @@ TEST(KPPDFPageImprints, AnnotationsSurviveASave) {
 
         std::string saved = document->currentDataWithImprints(true);
         ASSERT_FALSE(saved.empty());
-        if (tool_runner::available("qpdf")) {
-            tool_runner::TemporaryFolder folder;
-            ASSERT_TRUE(folder.write("saved.pdf", saved));
-            std::string output;
-            EXPECT_EQ(tool_runner::run(
-                          "qpdf --check " + tool_runner::quote(folder.file("saved.pdf")), &output),
-                      0)
-                << output;
-        }
+        tool_runner::expectQpdfAccepts(saved);
         KPPDFRef<KPPDFDocument> reopened = openBytes(saved);
         ASSERT_TRUE(reopened);
         std::vector<KPPDFRef<KPPDFImprint>> again = reopened->pageAtIndex(0)->annotationImprints();

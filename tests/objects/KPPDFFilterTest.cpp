@@ -5,49 +5,25 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/LogCapture.h"
+#include "support/TestHelpers.h"
+
 using namespace std::string_literals;
 
 namespace {
 
-class LogCapture {
-public:
-    LogCapture() {
-        previous_ = KPPDFSetLogHandler([this](const std::string& line) { lines_.push_back(line); });
-    }
-    ~LogCapture() { KPPDFSetLogHandler(std::move(previous_)); }
-    std::vector<std::string> take() { return std::exchange(lines_, {}); }
-
-private:
-    std::vector<std::string> lines_;
-    KPPDFLogHandler previous_;
-};
-
 std::string fixture(const char* name) {
-    std::ifstream in(std::string(KPPDF_TEST_DATA) + "/filters/" + name, std::ios::binary);
-    EXPECT_TRUE(in) << name;
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return readFile(dataPath(std::string("filters/") + name));
 }
 
 const uint8_t* bytes(const std::string& s) {
     return reinterpret_cast<const uint8_t*>(s.data());
-}
-
-std::string deflate(const std::string& plain) {
-    uint32_t length = KPPDFDeflateBound(static_cast<uint32_t>(plain.size()));
-    std::string out(length, '\0');
-    EXPECT_EQ(KPPDFDeflate(bytes(plain), static_cast<uint32_t>(plain.size()),
-                           reinterpret_cast<uint8_t*>(out.data()), &length),
-              1);
-    out.resize(length);
-    return out;
 }
 
 // Text that compresses about fourfold, like a content stream.
@@ -83,7 +59,7 @@ TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
     for (char& c : random)
         c = static_cast<char>(generator());
     for (const std::string& plain : {std::string(), std::string("q"), sampleText(5000), random}) {
-        std::string packed = deflate(plain);
+        std::string packed = deflated(plain);
         EXPECT_LE(packed.size(), KPPDFDeflateBound(static_cast<uint32_t>(plain.size())));
         std::string back(plain.size() + 1, '\0');
         uint32_t length = static_cast<uint32_t>(back.size());
@@ -97,7 +73,7 @@ TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
     }
 
     std::string text = sampleText(5000);
-    std::string packed = deflate(text);
+    std::string packed = deflated(text);
     uint32_t packedLength = static_cast<uint32_t>(packed.size());
     std::string out(4999, '\0');
     uint32_t length = 4999;
@@ -117,7 +93,7 @@ TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
 TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
     LogCapture log;
     std::string text = sampleText(400000);
-    std::string packed = deflate(text);
+    std::string packed = deflated(text);
     ASSERT_GT(text.size(), 3 * packed.size());
     std::string out;
     EXPECT_TRUE(flate(packed, &out));
@@ -125,7 +101,7 @@ TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
 
     // A blank 8-bit image: deflate's best case, near its limit of 1032 to 1.
     std::string pattern(size_t(24) << 20, '\xff');
-    packed = deflate(pattern);
+    packed = deflated(pattern);
     ASSERT_GT(pattern.size(), 1000 * packed.size());
     EXPECT_TRUE(flate(packed, &out));
     EXPECT_TRUE(out == pattern);
@@ -144,7 +120,7 @@ TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
 TEST(KPPDFFilterFlate, DamagedStreamsKeepTheirHead) {
     LogCapture log;
     std::string text = sampleText(200000);
-    std::string packed = deflate(text);
+    std::string packed = deflated(text);
     std::string out;
 
     EXPECT_TRUE(flate(packed.substr(0, packed.size() / 2), &out));

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <cstring>
 #include <string>
 
 #include "kppdf/document/KPPDFDocument.h"
@@ -11,7 +10,7 @@
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -23,29 +22,6 @@ KPPDFRef<KPPDFObject> parseBody(KPPDFDocument& doc, const std::string& text, boo
 
 KPPDFRef<KPPDFObject> parseDirect(const std::string& text) {
     return KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString(text), true, true);
-}
-
-// Offset of the first byte after "n 0 obj" and its line end, where the object's body starts.
-uint32_t bodyPosition(const std::string& pdf, TestPDFBuilder& builder, unsigned number) {
-    size_t header = builder.offsetOf(number);
-    size_t p = pdf.find("obj", header) + 3;
-    while (p < pdf.size() && (pdf[p] == '\n' || pdf[p] == '\r' || pdf[p] == ' '))
-        p++;
-    return static_cast<uint32_t>(p);
-}
-
-// Puts a placeholder reference into the table for each object the builder wrote.
-void fillTable(KPPDFDocument& doc, const std::string& pdf, TestPDFBuilder& builder,
-               std::initializer_list<unsigned> numbers) {
-    doc.setDocData(KPPDFData::dataWithString(pdf));
-    for (unsigned n : numbers)
-        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                          n, 0, &doc, bodyPosition(pdf, builder, n)),
-                      n, 0);
-}
-
-KPPDFRef<KPPDFObjectDictionary> tableDictionary(KPPDFDocument& doc, unsigned number) {
-    return KPPDFResolve<KPPDFObjectDictionary>(doc.objectWithNumber(number));
 }
 
 } // namespace
@@ -297,7 +273,7 @@ TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
     builder.add(7, "<< /Parent 7 0 R /Own 1 >>");
     std::string pdf = builder.build("");
     KPPDFDocument doc;
-    fillTable(doc, pdf, builder, {1, 2, 3, 4, 5, 6, 7});
+    fillTable(doc, builder, pdf, {1, 2, 3, 4, 5, 6, 7});
 
     KPPDFRef<KPPDFObjectDictionary> page = tableDictionary(doc, 3);
     ASSERT_TRUE(page);
@@ -351,7 +327,7 @@ TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
     builder.add(3, "[/three]");
     std::string pdf = builder.build("");
     KPPDFDocument doc;
-    fillTable(doc, pdf, builder, {1, 2, 3});
+    fillTable(doc, builder, pdf, {1, 2, 3});
 
     KPPDFRef<KPPDFObjectDictionary> root = tableDictionary(doc, 1);
     ASSERT_TRUE(root);

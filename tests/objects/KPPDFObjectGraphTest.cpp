@@ -14,27 +14,9 @@
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/platform/KPPDFAttributedString.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
-
-// Offset of the first byte after "n 0 obj" and its line end.
-uint32_t bodyPosition(const std::string& pdf, TestPDFBuilder& builder, unsigned number) {
-    size_t p = pdf.find("obj", builder.offsetOf(number)) + 3;
-    while (p < pdf.size() && (pdf[p] == '\n' || pdf[p] == '\r' || pdf[p] == ' '))
-        p++;
-    return static_cast<uint32_t>(p);
-}
-
-// Puts a placeholder reference into the table for every object the builder wrote.
-void fillTable(KPPDFDocument& doc, TestPDFBuilder& builder, const std::string& pdf,
-               std::initializer_list<unsigned> numbers) {
-    doc.setDocData(KPPDFData::dataWithString(pdf));
-    for (unsigned n : numbers)
-        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                          n, 0, &doc, bodyPosition(pdf, builder, n)),
-                      n, 0);
-}
 
 // Three dictionaries that reach each other in a ring, one of them also itself.
 std::string ringPDF(TestPDFBuilder& builder) {

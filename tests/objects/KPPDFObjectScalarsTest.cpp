@@ -86,27 +86,32 @@ TEST(KPPDFObjectScalars, NumbersReadFromText) {
 
 TEST(KPPDFObjectScalars, NumbersWrittenInTheirFixedForms) {
     // Reals: integral values as integers, everything else with six decimals.
-    EXPECT_EQ(written(2.0f), "2");
-    EXPECT_EQ(written(2.5f), "2.500000");
-    EXPECT_EQ(written(-0.0f), "0");
-    EXPECT_EQ(written(-0.5f), "-0.500000");
-    EXPECT_EQ(written(0.1f), "0.100000");
-    EXPECT_EQ(written(-612.0f), "-612");
-    EXPECT_EQ(written(16777216.0f), "16777216");
-    EXPECT_EQ(written(1e10f), "10000000000.000000");
-    EXPECT_EQ(written(1e-7f), "0.000000");
     // Nothing that is not a number may reach a file.
-    EXPECT_EQ(written(std::nanf("")), "0");
-    EXPECT_EQ(written(INFINITY), "0");
+    const std::pair<float, const char*> reals[] = {
+        {2.0f, "2"},
+        {2.5f, "2.500000"},
+        {-0.0f, "0"},
+        {-0.5f, "-0.500000"},
+        {0.1f, "0.100000"},
+        {-612.0f, "-612"},
+        {16777216.0f, "16777216"},
+        {1e10f, "10000000000.000000"},
+        {1e-7f, "0.000000"},
+        {std::nanf(""), "0"},
+        {INFINITY, "0"},
+    };
+    for (const auto& [value, text] : reals)
+        EXPECT_EQ(written(value), text) << value;
     EXPECT_EQ(written(3e38f).find_first_not_of("0123456789.-"), std::string::npos);
 
     // Integers: only the low 32 bits, as a signed decimal.
-    EXPECT_EQ(written(4294967296LL), "0");
-    EXPECT_EQ(written(4294967295LL), "-1");
-    EXPECT_EQ(written(2147483648LL), "-2147483648");
-    EXPECT_EQ(written(2147483647LL), "2147483647");
-    EXPECT_EQ(written(-5LL), "-5");
-    EXPECT_EQ(written(0LL), "0");
+    for (const auto& [value, text] : {std::pair{4294967296LL, "0"},
+                                      {4294967295LL, "-1"},
+                                      {2147483648LL, "-2147483648"},
+                                      {2147483647LL, "2147483647"},
+                                      {-5LL, "-5"},
+                                      {0LL, "0"}})
+        EXPECT_EQ(written(value), text) << value;
 
     // Objects made in memory measure their text on demand; setters invalidate the measure.
     EXPECT_EQ(KPPDFObjectInteger::integerWithLongLong(-123)->rawLength(), 4u);
@@ -147,37 +152,24 @@ TEST(KPPDFObjectScalars, StrToFloatAccumulatesInSinglePrecision) {
     EXPECT_NE(KPPDFObjectStrToFloat("0.9"), 0.9f);
     EXPECT_EQ(KPPDFObjectStrToFloat("0.1"), 0.1f);
 
-    const char* text = "-12.5 rest";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), -12.5f);
-    EXPECT_EQ(end, text + 5);
-    text = "+.5/Name";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 0.5f);
-    EXPECT_EQ(end, text + 3);
-    text = "7]";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 7.0f);
-    EXPECT_EQ(end, text + 1);
-
-    // Anything else is handed whole, sign included, to the C library.
-    text = "1e5";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 100000.0f);
-    EXPECT_EQ(end, text + 3);
-    text = "-2.5E-1 ";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), -0.25f);
-    EXPECT_EQ(end, text + 7);
-    text = "1.2.3";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), static_cast<float>(1.2));
-    EXPECT_EQ(end, text + 3);
-    text = "12abc";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end), 12.0f);
-    EXPECT_EQ(end, text + 2);
-
-    // A limit bounds both paths: no byte at or past it is looked at.
-    text = "12345";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end, text + 3), 123.0f);
-    EXPECT_EQ(end, text + 3);
-    text = "1e5";
-    EXPECT_EQ(KPPDFObjectStrToFloat(text, &end, text + 2), 1.0f);
-    EXPECT_EQ(end, text + 1);
+    // Decimals take the fast path; anything else is handed whole, sign included, to the C
+    // library. A limit bounds both paths: no byte at or past it is looked at.
+    struct Case {
+        const char* text;
+        size_t limit; // 0: none
+        float value;
+        size_t consumed;
+    };
+    const Case cases[] = {
+        {"-12.5 rest", 0, -12.5f, 5}, {"+.5/Name", 0, 0.5f, 3},   {"7]", 0, 7.0f, 1},
+        {"1e5", 0, 100000.0f, 3},     {"-2.5E-1 ", 0, -0.25f, 7}, {"1.2.3", 0, float(1.2), 3},
+        {"12abc", 0, 12.0f, 2},       {"12345", 3, 123.0f, 3},    {"1e5", 2, 1.0f, 1},
+    };
+    for (const Case& c : cases) {
+        const char* limit = c.limit ? c.text + c.limit : nullptr;
+        EXPECT_EQ(KPPDFObjectStrToFloat(c.text, &end, limit), c.value) << c.text;
+        EXPECT_EQ(end, c.text + c.consumed) << c.text;
+    }
     // A long run that needs the fallback is cut rather than copied past a small buffer.
     std::string longText = "1." + std::string(200, '1') + "e";
     float longValue = KPPDFObjectStrToFloat(longText.c_str(), &end);
@@ -273,23 +265,18 @@ TEST(KPPDFObjectScalars, KeywordsNullAndBooleans) {
     for (bool directOnly : {false, true}) {
         SCOPED_TRACE(directOnly ? "direct" : "body");
         KPPDFDocument doc;
-        KPPDFRef<KPPDFObject> object = parse(doc, "true", directOnly);
-        ASSERT_TRUE(object && object->asBoolean());
-        EXPECT_TRUE(object->asBoolean()->boolValue());
-        EXPECT_EQ(object->rawLength(), 4u);
-        EXPECT_EQ(object->directObject(), "true");
-
-        object = parse(doc, "false]", directOnly);
-        ASSERT_TRUE(object && object->asBoolean());
-        EXPECT_FALSE(object->asBoolean()->boolValue());
-        EXPECT_EQ(object->rawLength(), 5u);
-        EXPECT_EQ(object->directObject(), "false");
-
-        object = parse(doc, "null", directOnly);
-        ASSERT_TRUE(object && object->asNull());
-        EXPECT_EQ(object->rawLength(), 4u);
-        EXPECT_EQ(object->directObject(), "null");
-        EXPECT_EQ(object->document(), &doc);
+        for (const auto& [text, written] :
+             {std::pair{"true", "true"}, {"false]", "false"}, {"null", "null"}}) {
+            KPPDFRef<KPPDFObject> object = parse(doc, text, directOnly);
+            ASSERT_TRUE(object && (object->asBoolean() || object->asNull())) << text;
+            if (object->asBoolean()) {
+                EXPECT_EQ(object->asBoolean()->boolValue(), written[0] == 't');
+            }
+            EXPECT_EQ(object->rawLength(), std::strlen(written));
+            EXPECT_EQ(object->directObject(), written);
+            EXPECT_EQ(object->document(), &doc);
+        }
+        EXPECT_TRUE(parse(doc, "null", directOnly)->asNull());
 
         // Keywords cut short, at the end of the bytes or not, give nothing at all.
         LogCapture log;

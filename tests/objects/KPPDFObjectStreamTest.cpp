@@ -11,7 +11,7 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "support/LogCapture.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -27,17 +27,6 @@ std::string streamText(const std::string& entries, const std::string& bytes,
                        const std::string& eol = "\n") {
     return "<< " + entries + " >>" + eol + "stream" + eol + bytes + eol + "endstream" + eol +
            "endobj" + eol;
-}
-
-std::string deflate(const std::string& bytes) {
-    std::string out(KPPDFDeflateBound(static_cast<uint32_t>(bytes.size())), '\0');
-    uint32_t length = static_cast<uint32_t>(out.size());
-    EXPECT_EQ(KPPDFDeflate(reinterpret_cast<const uint8_t*>(bytes.data()),
-                           static_cast<uint32_t>(bytes.size()),
-                           reinterpret_cast<uint8_t*>(out.data()), &length),
-              1);
-    out.resize(length);
-    return out;
 }
 
 // ASCII85 as this system decodes it: each group of five digits stands for four bytes taken
@@ -63,23 +52,6 @@ std::string encode85(std::string bytes) {
     return out + "~>";
 }
 
-// Offset of the first byte after "n 0 obj" and its line end.
-uint32_t bodyPosition(const std::string& pdf, TestPDFBuilder& builder, unsigned number) {
-    size_t p = pdf.find("obj", builder.offsetOf(number)) + 3;
-    while (p < pdf.size() && (pdf[p] == '\n' || pdf[p] == '\r' || pdf[p] == ' '))
-        p++;
-    return static_cast<uint32_t>(p);
-}
-
-void fillTable(KPPDFDocument& doc, const std::string& pdf, TestPDFBuilder& builder,
-               std::initializer_list<unsigned> numbers) {
-    doc.setDocData(KPPDFData::dataWithString(pdf));
-    for (unsigned n : numbers)
-        doc.setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                          n, 0, &doc, bodyPosition(pdf, builder, n)),
-                      n, 0);
-}
-
 } // namespace
 
 TEST(KPPDFObjectStream, LengthDirectOrIndirect) {
@@ -93,7 +65,7 @@ TEST(KPPDFObjectStream, LengthDirectOrIndirect) {
         std::string pdf = builder.build("");
         KPPDFDocument doc;
         LogCapture log;
-        fillTable(doc, pdf, builder, {1, 2, 3});
+        fillTable(doc, builder, pdf, {1, 2, 3});
 
         auto direct = KPPDFResolve<KPPDFObjectStream>(doc.objectWithNumber(1));
         ASSERT_TRUE(direct);
@@ -122,7 +94,7 @@ TEST(KPPDFObjectStream, LengthDirectOrIndirect) {
     std::string pdf = builder.build("");
     KPPDFDocument doc;
     LogCapture log;
-    fillTable(doc, pdf, builder, {1});
+    fillTable(doc, builder, pdf, {1});
     auto selfish = KPPDFResolve<KPPDFObjectStream>(doc.objectWithNumber(1));
     ASSERT_TRUE(selfish);
     EXPECT_EQ(selfish->rawData().string(), "xyz");
@@ -189,7 +161,7 @@ TEST(KPPDFObjectStream, FilterChains) {
     for (int i = 0; i < 400; i++)
         text += "BT /F1 12 Tf 72 " + std::to_string(700 - i) + " Td (line " + std::to_string(i) +
                 ") Tj ET\n";
-    std::string flate = deflate(text);
+    std::string flate = deflated(text);
     ASSERT_LT(flate.size() * 3, text.size()); // inflating must grow the buffer more than once
 
     struct Case {
@@ -211,7 +183,7 @@ TEST(KPPDFObjectStream, FilterChains) {
         builder.add(5, "/FlateDecode");
         std::string pdf = builder.build("");
         KPPDFDocument doc;
-        fillTable(doc, pdf, builder, {1, 5});
+        fillTable(doc, builder, pdf, {1, 5});
         auto stream = KPPDFResolve<KPPDFObjectStream>(doc.objectWithNumber(1));
         ASSERT_TRUE(stream);
         EXPECT_EQ(stream->rawData().string(), c.bytes);
@@ -246,8 +218,8 @@ TEST(KPPDFObjectStream, FilterChains) {
          {"/Filter /FlateDecode /DecodeParms " + parms,
           "/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null " + parms + "]"}) {
         SCOPED_TRACE(entries);
-        std::string bytes =
-            entries.find("ASCII85") != std::string::npos ? encode85(deflate(rows)) : deflate(rows);
+        std::string bytes = entries.find("ASCII85") != std::string::npos ? encode85(deflated(rows))
+                                                                         : deflated(rows);
         KPPDFDocument doc;
         auto stream = parseStream(
             doc, streamText(entries + " /Length " + std::to_string(bytes.size()), bytes));
@@ -340,11 +312,11 @@ TEST(KPPDFObjectStream, UpdateRawDataFollowsLength) {
     builder.add(2, "5");
     std::string pdf = builder.build("");
     KPPDFDocument doc;
-    fillTable(doc, pdf, builder, {1, 2});
+    fillTable(doc, builder, pdf, {1, 2});
     auto stream = KPPDFResolve<KPPDFObjectStream>(doc.objectWithNumber(1));
     ASSERT_TRUE(stream);
     EXPECT_EQ(stream->rawData().string(), "abcde");
-    std::string fresh = deflate("fresh content");
+    std::string fresh = deflated("fresh content");
     stream->updateRawData(KPPDFData::dataWithString(fresh));
     EXPECT_EQ(stream->rawData().string(), fresh);
     EXPECT_EQ(stream->decodedData().string(), "fresh content");

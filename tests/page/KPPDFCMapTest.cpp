@@ -42,16 +42,12 @@ TEST(KPPDFCMap, CharsAndRanges) {
                             "endbfrange\n");
     EXPECT_EQ(cmap.bfCharCount(), 3u);
     EXPECT_EQ(cmap.bfRangeCount(), 2u);
-    EXPECT_EQ(unitOf(cmap, 0x03), 0x20);
-    EXPECT_EQ(unitOf(cmap, 0xB1), 0xE9);
-    EXPECT_EQ(unitOf(cmap, 0x10), 0x66);
-    EXPECT_EQ(unitOf(cmap, 0x41), 0x61);
-    EXPECT_EQ(unitOf(cmap, 0x42), 0x62);
-    EXPECT_EQ(unitOf(cmap, 0x43), 0x63);
-    EXPECT_EQ(unitOf(cmap, 0x44), -1);
-    EXPECT_EQ(unitOf(cmap, 0x40), -1);
-    // The offset is added to the whole unit: 0x12FF + 2 carries into the high byte.
-    EXPECT_EQ(unitOf(cmap, 0x100), 0x1301);
+    // The offset is added to the whole unit: 0x12FF + 2 carries into the high byte at 0x100.
+    const std::pair<uint32_t, int> units[] = {{0x03, 0x20}, {0xB1, 0xE9}, {0x10, 0x66},
+                                              {0x41, 0x61}, {0x42, 0x62}, {0x43, 0x63},
+                                              {0x44, -1},   {0x40, -1},   {0x100, 0x1301}};
+    for (const auto& [code, unit] : units)
+        EXPECT_EQ(unitOf(cmap, code), unit) << code;
     EXPECT_EQ(cmap.stringDataForGlyph(0x42), std::string("\x00\x62", 2));
     EXPECT_EQ(cmap.stringDataForGlyph(0x100), std::string("\x13\x01", 2));
     EXPECT_EQ(cmap.stringDataForGlyph(0x7777), "");

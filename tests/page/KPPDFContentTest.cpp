@@ -14,7 +14,7 @@
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/page/KPPDFTextBlob.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/TestPDFBuilder.h"
+#include "tests/support/TestHelpers.h"
 
 namespace {
 
@@ -45,21 +45,22 @@ struct OpenPage {
     KPPDFRef<KPPDFPage> page;
 };
 
-// Opens the document and parses its first page's content.
-OpenPage parsed(TestPDFBuilder& builder) {
-    OpenPage result;
-    int32_t code = -1;
-    result.document = KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &code);
-    EXPECT_EQ(code, KPPDFDocumentOpened);
+// Parses the content of the document's page at pageIndex.
+OpenPage parsedPage(KPPDFRef<KPPDFDocument> document, uint32_t pageIndex = 0) {
+    OpenPage result{std::move(document), nullptr};
     if (!result.document)
         return result;
     if (result.document->pageCount() == 0)
         result.document->prepPages();
-    result.page = result.document->pageAtIndex(0);
-    EXPECT_TRUE(result.page);
+    result.page = result.document->pageAtIndex(pageIndex);
+    EXPECT_TRUE(result.page) << pageIndex;
     if (result.page)
         result.page->parseContent();
     return result;
+}
+
+OpenPage parsed(TestPDFBuilder& builder) {
+    return parsedPage(openBytes(builder.build("/Root 1 0 R")));
 }
 
 OpenPage parsedContent(const std::string& content, const std::string& resources = kResources) {
@@ -68,20 +69,7 @@ OpenPage parsedContent(const std::string& content, const std::string& resources 
 }
 
 OpenPage parsedFile(const std::string& name, uint32_t pageIndex = 0) {
-    OpenPage result;
-    int32_t code = -1;
-    result.document =
-        KPPDFDocument::documentWithContentsOfFile(std::string(KPPDF_TEST_DATA) + "/" + name, &code);
-    EXPECT_EQ(code, KPPDFDocumentOpened) << name;
-    if (!result.document)
-        return result;
-    if (result.document->pageCount() == 0)
-        result.document->prepPages();
-    result.page = result.document->pageAtIndex(pageIndex);
-    EXPECT_TRUE(result.page) << name;
-    if (result.page)
-        result.page->parseContent();
-    return result;
+    return parsedPage(openFile(dataPath(name)), pageIndex);
 }
 
 std::vector<std::string> strings(const KPPDFPage& page) {
@@ -308,10 +296,8 @@ TEST(KPPDFContent, FormsAndImages) {
     ASSERT_EQ(open.page->images().size(), 1u);
     const KPPDFImage& image = *open.page->images()[0];
     EXPECT_EQ(image.xObject()->objectNumber(), 8u);
-    EXPECT_EQ(image.x(), 50);
-    EXPECT_EQ(image.y(), 60);
-    EXPECT_EQ(image.width(), 200);
-    EXPECT_EQ(image.height(), 100);
+    EXPECT_EQ(KPPDFMakeRect(image.x(), image.y(), image.width(), image.height()),
+              KPPDFMakeRect(50, 60, 200, 100));
     EXPECT_EQ(image.gstate()->CTM(), (KPPDFAffineTransform{200, 0, 0, 100, 50, 60}));
     EXPECT_EQ(open.page->gstate()->CTM(), KPPDFAffineTransform());
 }

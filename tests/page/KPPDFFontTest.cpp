@@ -15,17 +15,12 @@
 #include "kppdf/page/internal/KPPDFFontTables.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/TestPDFBuilder.h"
+#include "tests/support/TestHelpers.h"
 
 namespace {
 
-KPPDFRef<KPPDFObjectDictionary> dictionary(const std::string& text) {
-    return KPPDFCast<KPPDFObjectDictionary>(
-        KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString(text), true, true));
-}
-
 KPPDFRef<KPPDFFont> font(const std::string& text) {
-    return KPPDFFont::fontWithFontDictionary(dictionary(text));
+    return KPPDFFont::fontWithFontDictionary(dictionaryFromText(text));
 }
 
 // Loads every object of a file with a classic cross-reference table into a bare document, so
@@ -59,13 +54,6 @@ KPPDFRef<KPPDFDocument> loadObjects(std::string bytes) {
     return document;
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
 std::string fromHex(const std::string& hex) {
     std::string bytes;
     for (size_t i = 0; i + 1 < hex.size(); i += 2)
@@ -81,6 +69,13 @@ std::string trimmed(std::string text) {
 
 // A real too large for a float: it reads as infinity.
 const std::string kHugeReal = "999999999999999999999999999999999999999999.0";
+
+// Expects the font's glyph width (in thousandths of the size) for each code.
+template <size_t N>
+void expectWidths(KPPDFFont& font, const std::pair<uint32_t, float> (&widths)[N]) {
+    for (const auto& [code, width] : widths)
+        EXPECT_FLOAT_EQ(font.glyphWidth(code), width) << code;
+}
 
 const uint16_t* winAnsi() {
     return KPPDFFontWinToUnicode.data();
@@ -166,21 +161,13 @@ TEST(KPPDFFont, Differences) {
                       "3.0 /one /two (junk) /three [ 4 ] /four 99999999999 /five ] >> >>");
     ASSERT_TRUE(mixed);
     const uint16_t* table = mixed->encodingTable();
-    EXPECT_EQ(table[65], 0x391);
-    EXPECT_EQ(table[66], 0x392);
-    EXPECT_EQ(table[67], 'C'); // "g123" means nothing: the base encoding stays
-    EXPECT_EQ(table[68], 0x263A);
-    EXPECT_EQ(table[200], 0x20AC);
-    EXPECT_EQ(table[254], 'a');
-    EXPECT_EQ(table[255], 'b');
-    // Negative codes are skipped while the current code counts up: "u" lands on 0.
-    EXPECT_EQ(table[0], 'u');
-    EXPECT_EQ(table[1], 0); // "t" first, then ".notdef" clears the code
-    EXPECT_EQ(table[2], 2);
-    EXPECT_EQ(table[3], '1');
-    EXPECT_EQ(table[4], '2');
-    EXPECT_EQ(table[5], '3');
-    EXPECT_EQ(table[6], '4');
+    // "g123" means nothing: the base encoding keeps 67. Negative codes are skipped while the
+    // current code counts up: "u" lands on 0; 1 gets "t" first, then ".notdef" clears it.
+    const std::pair<int, uint16_t> expected[] = {
+        {65, 0x391}, {66, 0x392}, {67, 'C'}, {68, 0x263A}, {200, 0x20AC}, {254, 'a'}, {255, 'b'},
+        {0, 'u'},    {1, 0},      {2, 2},    {3, '1'},     {4, '2'},      {5, '3'},   {6, '4'}};
+    for (const auto& [code, unicode] : expected)
+        EXPECT_EQ(table[code], unicode) << code;
     EXPECT_EQ(mixed->stringForData("AB\xC8"), "\u0391\u0392\u20ac");
 }
 
@@ -213,23 +200,17 @@ TEST(KPPDFFont, CompositeWidths) {
                           "/DescendantFonts [ << /Type /Font /Subtype /CIDFontType2 /DW 300 "
                           "/W [ 1 [ 500 600 ] 10 20 700 ] >> ] >>");
     ASSERT_TRUE(composite);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(1), 0.5f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(2), 0.6f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(3), 0.3f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(5), 0.3f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(10), 0.7f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(15), 0.7f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(20), 0.7f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(21), 0.3f);
-    EXPECT_FLOAT_EQ(composite->glyphWidth(0xFFFFFFFF), 0.3f);
+    const std::pair<uint32_t, float> compositeWidths[] = {
+        {1, 0.5f},  {2, 0.6f},  {3, 0.3f},  {5, 0.3f},         {10, 0.7f},
+        {15, 0.7f}, {20, 0.7f}, {21, 0.3f}, {0xFFFFFFFF, 0.3f}};
+    expectWidths(*composite, compositeWidths);
 
     // Without DW a code outside W is 0 wide; out of order runs: the first one listed wins.
     auto unordered = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << "
                           "/W [ 50 60 100 40 55 200 1 [ 10 ] ] >> ] >>");
-    EXPECT_FLOAT_EQ(unordered->glyphWidth(45), 0.2f);
-    EXPECT_FLOAT_EQ(unordered->glyphWidth(55), 0.1f);
-    EXPECT_FLOAT_EQ(unordered->glyphWidth(1), 0.01f);
-    EXPECT_FLOAT_EQ(unordered->glyphWidth(70), 0.0f);
+    const std::pair<uint32_t, float> unorderedWidths[] = {
+        {45, 0.2f}, {55, 0.1f}, {1, 0.01f}, {70, 0.0f}};
+    expectWidths(*unordered, unorderedWidths);
 
     auto reals = font("<< /Subtype /Type0 /Encoding /Identity-H /DescendantFonts [ << /WMode 1.0 "
                       "/W [ " +
@@ -258,9 +239,8 @@ TEST(KPPDFFont, SimpleWidths) {
     ASSERT_TRUE(simple);
     EXPECT_EQ(simple->fontName(), "ABCDEF+Custom");
     EXPECT_EQ(simple->fontType(), KPPDFFontTypeTrueType);
-    EXPECT_FLOAT_EQ(simple->glyphWidth(65), 0.6f);
-    EXPECT_FLOAT_EQ(simple->glyphWidth(66), 0.6505f);
-    EXPECT_FLOAT_EQ(simple->glyphWidth(67), 0.7f);
+    const std::pair<uint32_t, float> simpleWidths[] = {{65, 0.6f}, {66, 0.6505f}, {67, 0.7f}};
+    expectWidths(*simple, simpleWidths);
     EXPECT_FLOAT_EQ(simple->glyphWidth(68), 0.0f); // no standard font to ask
     EXPECT_FLOAT_EQ(simple->glyphWidth(64), 0.0f);
     EXPECT_EQ(simple->descriptorFlags(), 32u);
@@ -286,10 +266,9 @@ TEST(KPPDFFont, SimpleWidths) {
     // Short Widths: the rest take MissingWidth.
     auto shortWidths = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar 10 /LastChar 13 "
                             "/Widths [ 100 /x ] /FontDescriptor << /MissingWidth 333 >> >>");
-    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(10), 0.1f);
-    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(11), 0.333f);
-    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(13), 0.333f);
-    EXPECT_FLOAT_EQ(shortWidths->glyphWidth(14), 0.0f);
+    const std::pair<uint32_t, float> shortWidthsWidths[] = {
+        {10, 0.1f}, {11, 0.333f}, {13, 0.333f}, {14, 0.0f}};
+    expectWidths(*shortWidths, shortWidthsWidths);
 
     // Absurd ranges are clipped, reversed ones are empty.
     auto huge = font("<< /Subtype /Type1 /BaseFont /Foo /FirstChar 0 /LastChar 4000000000 "
@@ -447,7 +426,7 @@ TEST(KPPDFFont, ToUnicodeMaps) {
         document->lookupFont(KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(4))),
         composite);
     EXPECT_EQ(document->lookupFont(simple->fontDictionary()), simple);
-    EXPECT_EQ(document->lookupFont(dictionary("<< /Type /Font >>")), nullptr);
+    EXPECT_EQ(document->lookupFont(dictionaryFromText("<< /Type /Font >>")), nullptr);
     EXPECT_EQ(document->lookupFont(nullptr), nullptr);
     EXPECT_TRUE(simple->isEqual(*KPPDFFont::fontWithFontDictionary(document->objectWithNumber(3))));
     EXPECT_FALSE(simple->isEqual(*composite));

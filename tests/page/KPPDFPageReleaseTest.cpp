@@ -14,6 +14,7 @@
 #include "kppdf/page/KPPDFImage.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/page/KPPDFTextBlob.h"
+#include "tests/support/TestHelpers.h"
 #include "tests/support/ToolRunner.h"
 
 namespace {
@@ -35,28 +36,10 @@ Prepared prepare(KPPDFPage& page) {
             page.images().size()};
 }
 
-std::vector<std::string> words(const std::string& text) {
-    std::vector<std::string> result;
-    std::string word;
-    for (char c : text) {
-        if (c == ' ' || c == '\n' || c == '\f') {
-            if (!word.empty())
-                result.push_back(word);
-            word.clear();
-        } else {
-            word += c;
-        }
-    }
-    if (!word.empty())
-        result.push_back(word);
-    return result;
-}
-
 } // namespace
 
 TEST(KPPDFPageRelease, ReleasedPageReadsTheSameAgain) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(kFile, &result);
+    auto document = openFile(kFile);
     ASSERT_NE(document, nullptr);
     ASSERT_EQ(document->pageCount(), 2u);
     auto page = document->pageAtIndex(0);
@@ -104,8 +87,7 @@ TEST(KPPDFPageRelease, ReleasedPageReadsTheSameAgain) {
 TEST(KPPDFPageRelease, ReleasingEachPageKeepsTheWholeText) {
     if (!tool_runner::available("pdftotext"))
         GTEST_SKIP() << "pdftotext is not installed";
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(kFile, &result);
+    auto document = openFile(kFile);
     ASSERT_NE(document, nullptr);
     // As the text command reads a file: each page prepared, printed, then released; the
     // fonts the pages share stay with the document.

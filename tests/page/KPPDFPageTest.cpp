@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -19,42 +17,13 @@
 #include "kppdf/platform/KPPDFPrintInfo.h"
 #include "kppdf/platform/KPPDFUserDefaults.h"
 #include "support/LogCapture.h"
+#include "support/TestHelpers.h"
 #include "support/TestPDFBuilder.h"
 
 namespace {
 
-KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
-    return KPPDFCast<KPPDFObjectDictionary>(
-        KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(text)), true, true));
-}
-
 KPPDFRef<KPPDFPage> pageWithEntries(const std::string& entries) {
     return KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
-}
-
-// A document whose object table holds every object of the built file (as the cross-reference
-// table would put them there), for pages that inherit through Parent.
-KPPDFRef<KPPDFDocument> tableDocument(TestPDFBuilder& builder, unsigned highest) {
-    auto document = std::make_shared<KPPDFDocument>();
-    document->setDocData(builder.buildData("/Root 1 0 R"));
-    for (unsigned number = 1; number <= highest; number++) {
-        size_t offset;
-        try {
-            offset = builder.offsetOf(number);
-        } catch (const std::out_of_range&) {
-            continue;
-        }
-        size_t position = offset + std::to_string(number).size() + std::strlen(" 0 obj\n");
-        document->setObject(KPPDFObjectReference::referenceWithObjectNumber(
-                                number, 0, document.get(), static_cast<uint32_t>(position)),
-                            number, 0);
-    }
-    return document;
-}
-
-KPPDFRef<KPPDFObjectDictionary> tableDictionary(KPPDFDocument& document, uint32_t number) {
-    return KPPDFResolve<KPPDFObjectDictionary>(
-        KPPDFObjectReference::referenceWithObjectNumber(number, 0, &document));
 }
 
 class TestAnnotation : public KPPDFImprint {

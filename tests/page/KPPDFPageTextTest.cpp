@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sstream>
 #include <string>
 
@@ -8,7 +7,7 @@
 #include "kppdf/page/KPPDFBaseline.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/page/KPPDFTextBlob.h"
-#include "support/TestPDFBuilder.h"
+#include "support/TestHelpers.h"
 
 namespace {
 
@@ -46,10 +45,7 @@ KPPDFRef<KPPDFDocument> documentWithContent(const std::string& content) {
     b.add(11, "<< /Type /FontDescriptor /FontName /ABCDEF+DejaVuSerif-BoldItalic /Flags 34 "
               "/Ascent 900 /Descent -250 >>");
     b.add(12, "<< /Type /FontDescriptor /FontName /Mono /Flags 33 /Ascent 800 /Descent -200 >>");
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithData(b.buildData("/Root 1 0 R"), &result);
-    EXPECT_EQ(result, KPPDFDocumentOpened);
-    return document;
+    return openBytes(b.build("/Root 1 0 R"));
 }
 
 // One BT..ET that shows text with /F1 at size 10 at (x, y).
@@ -57,22 +53,6 @@ std::string show(float x, float y, const std::string& text, const std::string& f
     std::ostringstream out;
     out << "BT " << font << " Tf 1 0 0 1 " << x << " " << y << " Tm (" << text << ") Tj ET\n";
     return out.str();
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
-std::vector<std::string> words(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    std::string word;
-    while (in >> word)
-        result.push_back(word);
-    return result;
 }
 
 } // namespace
@@ -330,8 +310,7 @@ TEST(KPPDFPageTextTest, TwoColumnFileReadsInColumnOrder) {
     // reportlab draws the left frame, then the right one, so pdftotext's raw order is the
     // column order; the lines of both columns share their baselines.
     const std::string dir = std::string(KPPDF_TEST_DATA) + "/text/accuracy/";
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(dir + "twocolumn.pdf", &result);
+    auto document = openFile(dir + "twocolumn.pdf");
     ASSERT_NE(document, nullptr);
     auto page = document->pageAtIndex(0);
     page->prepareForSelection();

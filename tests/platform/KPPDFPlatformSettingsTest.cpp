@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include "kppdf/platform/KPPDFColor.h"
-#include "kppdf/platform/KPPDFLog.h"
 #include "kppdf/platform/KPPDFPrintInfo.h"
 #include "kppdf/platform/KPPDFResources.h"
 #include "kppdf/platform/KPPDFUserDefaults.h"
+#include "support/LogCapture.h"
 
 namespace fs = std::filesystem;
 
@@ -117,15 +117,12 @@ TEST(KPPDFResourcesTest, LooksInTheConfiguredFolderFirst) {
 
 TEST(KPPDFPrintInfoTest, PaperSizeDefaultsToLetterAndRefusesNonsense) {
     EXPECT_EQ(KPPDFPrintInfo::paperSize(), (KPPDFSize{612, 792}));
-    std::vector<std::string> lines;
-    KPPDFLogHandler old =
-        KPPDFSetLogHandler([&](const std::string& line) { lines.push_back(line); });
+    LogCapture log;
     KPPDFPrintInfo::setPaperSize({595, 842});
     KPPDFPrintInfo::setPaperSize({0, 842});
     KPPDFPrintInfo::setPaperSize({595, -1});
     EXPECT_EQ(KPPDFPrintInfo::paperSize(), (KPPDFSize{595, 842}));
-    EXPECT_EQ(lines.size(), 2u);
-    KPPDFSetLogHandler(std::move(old));
+    EXPECT_EQ(log.lines().size(), 2u);
     KPPDFPrintInfo::setPaperSize(KPPDFPrintInfo::kDefaultPaperSize);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kppdf/platform/KPPDFLog.h"
@@ -22,6 +23,8 @@ public:
         return false;
     }
     void clear() { lines_.clear(); }
+    // The lines so far, leaving none.
+    std::vector<std::string> take() { return std::exchange(lines_, {}); }
 
 private:
     std::vector<std::string> lines_;

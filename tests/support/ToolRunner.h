@@ -8,6 +8,8 @@
 #include <fstream>
 #include <string>
 
+#include <gtest/gtest.h>
+
 // Runs external tools (qpdf, pdftotext, pdftoppm) as oracles, and writes temporary files.
 namespace tool_runner {
 
@@ -43,7 +45,8 @@ inline std::string quote(const std::string& path) {
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kppdf-test-XXXXXX").string();
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "kppdf-test-XXXXXX").string();
         path_ = mkdtemp(pattern.data()) ? pattern : std::string();
     }
     ~TemporaryFolder() {
@@ -54,11 +57,23 @@ public:
     std::string file(const std::string& name) const { return path_ + "/" + name; }
     bool write(const std::string& name, const std::string& bytes) const {
         std::ofstream out(file(name), std::ios::binary);
-        return static_cast<bool>(out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
+        return static_cast<bool>(
+            out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
     }
 
 private:
     std::string path_;
 };
+
+// Writes bytes to a temporary file and expects `qpdf --check` to accept it; without qpdf,
+// nothing is checked.
+inline void expectQpdfAccepts(const std::string& bytes) {
+    if (!available("qpdf"))
+        return;
+    TemporaryFolder folder;
+    ASSERT_TRUE(folder.write("checked.pdf", bytes));
+    std::string output;
+    EXPECT_EQ(run("qpdf --check " + quote(folder.file("checked.pdf")), &output), 0) << output;
+}
 
 } // namespace tool_runner
