@@ -98,21 +98,21 @@ KPPDFRef<KPPDFObject> resourcesWithImageFile(const KPPDFImprint& imprint,
         imprint.dictionary() ? imprint.dictionary()->objectForKey(KPPDFImprint::kFilenameKey)
                              : nullptr;
     auto resourceDictionary = KPPDFResolve<KPPDFObjectDictionary>(resources);
-    if (!filename || !filename->isString() || !resourceDictionary ||
-        !KPPDFDocument::isJPEG(filename->stringValue()))
+    auto xobjects = resourceDictionary
+                        ? resourceDictionary->resolvedObjectForKey<KPPDFObjectDictionary>("XObject")
+                        : nullptr;
+    if (!filename || !filename->isString() || !xobjects)
         return resources;
-    auto xobjects = resourceDictionary->resolvedObjectForKey<KPPDFObjectDictionary>("XObject");
-    if (!xobjects)
+    // What isJPEG checks, read once: the header also gives the image's size and colours.
+    KPPDFData file = KPPDFData::dataWithContentsOfFile(filename->stringValue());
+    int width = 0, height = 0, components = 0;
+    if (file.isNull() || file.length() > UINT32_MAX ||
+        !KPPDFReadJPEGHeader(file.bytes(), file.length(), &width, &height, &components))
         return resources;
     for (auto& [name, entry] : xobjects->value()) {
         auto image = KPPDFResolve<KPPDFObjectStream>(entry);
         if (!image || !image->dictionary() || !image->dictionary()->hasName("Subtype", "Image"))
             continue;
-        KPPDFData file = KPPDFData::dataWithContentsOfFile(filename->stringValue());
-        int width = 0, height = 0, components = 0;
-        if (file.isNull() || file.length() > UINT32_MAX ||
-            !KPPDFReadJPEGHeader(file.bytes(), file.length(), &width, &height, &components))
-            return resources;
         // The image's own entries (its mask, its intent) stay; what describes the samples
         // comes from the file, so that the stream is consistent whatever the old image was.
         auto imageDictionary = std::make_shared<KPPDFObjectDictionary>(KPPDFObjectMap{});
