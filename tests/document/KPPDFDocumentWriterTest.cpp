@@ -33,6 +33,12 @@ KPPDFRef<KPPDFDocument> open(const std::string& path, int32_t* result = nullptr)
     return document;
 }
 
+// The document a builder's file makes, its catalog being object 1; null when it does not open.
+KPPDFRef<KPPDFDocument> built(TestPDFBuilder& builder) {
+    int32_t result = -1;
+    return KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
+}
+
 std::string text(const std::string& path, const std::string& password = "") {
     std::string out;
     std::string options = password.empty() ? "" : " -upw " + quote(password);
@@ -112,9 +118,7 @@ TEST(KPPDFDocumentWriter, FileLayoutHeaderCrossReferenceAndTrailer) {
         builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 /MediaBox [0 0 200 100] >>");
         builder.add(3, "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>");
         builder.addStream(4, "", "0 0 m 10 10 l S");
-        int32_t result = -1;
-        KPPDFRef<KPPDFDocument> document =
-            KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
+        KPPDFRef<KPPDFDocument> document = built(builder);
         ASSERT_TRUE(document);
         std::string bytes = document->currentDataWithImprints(true);
         ASSERT_EQ(bytes.compare(0, 8 + eol.size(), "%PDF-1.3" + eol), 0);
@@ -137,6 +141,7 @@ TEST(KPPDFDocumentWriter, FileLayoutHeaderCrossReferenceAndTrailer) {
         EXPECT_NE(bytes.find("startxref" + eol + std::to_string(xref) + eol + "%%EOF" + eol),
                   std::string::npos);
         // The inherited media box travels with the page, whose old parent is not written.
+        int32_t result = -1;
         KPPDFRef<KPPDFDocument> again = KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
         ASSERT_TRUE(again);
         ASSERT_EQ(again->pageCount(), 1u);
@@ -168,9 +173,7 @@ TEST(KPPDFDocumentWriter, FlatRewriteWritesFreeEntriesForGaps) {
     builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
     builder.add(2, "<< /Type /Pages /Kids [5 0 R] /Count 1 >>");
     builder.add(5, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 10 10] >>");
-    int32_t result = -1;
-    KPPDFRef<KPPDFDocument> document =
-        KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
+    KPPDFRef<KPPDFDocument> document = built(builder);
     ASSERT_TRUE(document);
     std::string bytes = document->changedDocData();
     size_t xref = startOfCrossReference(bytes);
@@ -180,6 +183,7 @@ TEST(KPPDFDocumentWriter, FlatRewriteWritesFreeEntriesForGaps) {
     // Numbers 3 and 4 have no object.
     EXPECT_EQ(table.substr(29 + 40, 40), "0000000000 00000 f \n0000000000 00000 f \n");
     EXPECT_EQ(table.find("/Prev"), std::string::npos);
+    int32_t result = -1;
     KPPDFRef<KPPDFDocument> again = KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
     ASSERT_TRUE(again);
     EXPECT_EQ(result, 0);
@@ -414,9 +418,7 @@ TEST(KPPDFDocumentWriter, FileWrittenInPiecesIsTheWholeFileAndKeepsChanges) {
     builder.addStream(5, "", "0 0 m 10 10 l S");
     builder.add(6, "<< /ExtGState << /G0 7 0 R >> >>");
     builder.add(7, "<< /Type /ExtGState /LW 2 >>");
-    int32_t result = -1;
-    KPPDFRef<KPPDFDocument> document =
-        KPPDFDocument::documentWithData(builder.buildData("/Root 1 0 R"), &result);
+    KPPDFRef<KPPDFDocument> document = built(builder);
     ASSERT_TRUE(document);
     auto state = KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(7));
     ASSERT_TRUE(state);

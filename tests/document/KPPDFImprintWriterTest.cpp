@@ -65,6 +65,14 @@ int check(const std::string& path, const std::string& password = "") {
     return run("qpdf --check" + options + " " + quote(path));
 }
 
+// Writes bytes as name in folder and expects qpdf --check to find nothing; returns the path.
+std::string writeChecked(const tool_runner::TemporaryFolder& folder, const std::string& name,
+                         const std::string& bytes, const std::string& password = "") {
+    EXPECT_TRUE(folder.write(name, bytes)) << name;
+    EXPECT_EQ(check(folder.file(name), password), 0) << name;
+    return folder.file(name);
+}
+
 std::string text(const std::string& path, const std::string& password = "") {
     std::string out;
     std::string options = password.empty() ? "" : " -upw " + quote(password);
@@ -159,8 +167,7 @@ TEST(KPPDFImprintWriter, ContentImprintComesBackAfterASaveAndIsNotDoubled) {
     document->pageAtIndex(0)->addImprint(imprint);
 
     std::string first = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("first.pdf", first));
-    EXPECT_EQ(check(folder.file("first.pdf")), 0);
+    writeChecked(folder, "first.pdf", first);
     // The first name of a fresh document, and the placement exactly as written.
     EXPECT_NE(first.find("/ParvelImprint0 "), std::string::npos);
     EXPECT_NE(first.find("q\n\t\t\t\t1.000000 0.000000 0.000000 1.000000 0.000000 0.000000 cm\n"
@@ -205,8 +212,7 @@ TEST(KPPDFImprintWriter, ContentImprintComesBackAfterASaveAndIsNotDoubled) {
 
     // The reopened document writes its imprint once, not on top of the earlier one.
     std::string second = reopened->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("second.pdf", second));
-    EXPECT_EQ(check(folder.file("second.pdf")), 0);
+    writeChecked(folder, "second.pdf", second);
     EXPECT_EQ(placements(second), 1u);
     EXPECT_EQ(countOf(text(folder.file("second.pdf")), "STAMPED"), 1u);
     Picture again = render(folder.file("second.pdf"), 1, folder);
@@ -218,8 +224,7 @@ TEST(KPPDFImprintWriter, ContentImprintComesBackAfterASaveAndIsNotDoubled) {
 
     // Without imprints, the working bytes lose the overlay and keep the page.
     std::string plain = third->currentDataWithImprints(false);
-    ASSERT_TRUE(folder.write("plain.pdf", plain));
-    EXPECT_EQ(check(folder.file("plain.pdf")), 0);
+    writeChecked(folder, "plain.pdf", plain);
     EXPECT_EQ(text(folder.file("plain.pdf")).find("STAMPED"), std::string::npos);
     EXPECT_NE(text(folder.file("plain.pdf")).find("Target page one"), std::string::npos);
 }
@@ -236,8 +241,7 @@ TEST(KPPDFImprintWriter, RotatedPageDrawsTheImprintWhereTheUserSawIt) {
     // wide and 400 high.
     document->pageAtIndex(1)->addImprint(stamp({150, 200}));
     std::string bytes = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("rotated.pdf", bytes));
-    EXPECT_EQ(check(folder.file("rotated.pdf")), 0);
+    writeChecked(folder, "rotated.pdf", bytes);
     // Names run on across pages.
     EXPECT_NE(bytes.find("\t\t\t\t/ParvelImprint0 Do"), std::string::npos);
     EXPECT_NE(bytes.find("q\n\t\t\t\t0.000000 1.000000 -1.000000 0.000000 400.000000 0.000000 cm\n"
@@ -272,8 +276,7 @@ TEST(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
     flat->setDictionary(stampProperties());
     document->pageAtIndex(0)->addImprint(flat);
     std::string first = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("first.pdf", first));
-    EXPECT_EQ(check(folder.file("first.pdf")), 0);
+    writeChecked(folder, "first.pdf", first);
     EXPECT_NE(first.find("\t\t\t\t/ParvelFlattened0 Do"), std::string::npos);
     EXPECT_NE(first.find("/Flattened true"), std::string::npos);
     // No private properties for what is no overlay any more.
@@ -290,8 +293,7 @@ TEST(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
     // the new one gets a name of its own.
     reopened->pageAtIndex(0)->addImprint(stamp({150, 300}, true));
     std::string second = reopened->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("second.pdf", second));
-    EXPECT_EQ(check(folder.file("second.pdf")), 0);
+    writeChecked(folder, "second.pdf", second);
     EXPECT_EQ(countOf(second, "/ParvelFlattened0 Do"), 1u);
     EXPECT_EQ(placements(second), 2u);
     EXPECT_EQ(countOf(text(folder.file("second.pdf")), "STAMPED"), 2u);
@@ -305,8 +307,7 @@ TEST(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
     ASSERT_TRUE(last);
     EXPECT_TRUE(last->pageAtIndex(0)->contentImprints().empty());
     std::string third = last->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("third.pdf", third));
-    EXPECT_EQ(check(folder.file("third.pdf")), 0);
+    writeChecked(folder, "third.pdf", third);
     EXPECT_EQ(placements(third), 2u);
     EXPECT_EQ(render(folder.file("third.pdf"), 1, folder).samples, picture.samples);
 }
@@ -356,8 +357,7 @@ TEST(KPPDFImprintWriter, AnnotationsAreWrittenFromTheirImprints) {
     before[4].rect.origin = {50, 60};
 
     std::string saved = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("annotations.pdf", saved));
-    EXPECT_EQ(check(folder.file("annotations.pdf")), 0);
+    writeChecked(folder, "annotations.pdf", saved);
     // Read or not, the same objects are written, each once.
     EXPECT_EQ(countOf(saved, " 0 obj"), countOf(unread, " 0 obj"));
     EXPECT_EQ(document->currentDataWithImprints(true), saved);
@@ -412,8 +412,7 @@ TEST(KPPDFImprintWriter, EncryptedDocumentSavesItsImprintEncrypted) {
     imprint->setDictionary(stampProperties());
     document->pageAtIndex(0)->addImprint(imprint);
     std::string bytes = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("encrypted.pdf", bytes));
-    EXPECT_EQ(check(folder.file("encrypted.pdf"), "user"), 0);
+    writeChecked(folder, "encrypted.pdf", bytes, "user");
     EXPECT_NE(text(folder.file("encrypted.pdf"), "user").find("STAMPED"), std::string::npos);
     Picture picture = render(folder.file("encrypted.pdf"), 1, folder, "user");
     ASSERT_GT(picture.height, 50);
@@ -441,8 +440,7 @@ TEST(KPPDFImprintWriter, ImprintsThatCannotBeDrawnAreLeftOut) {
         KPPDFImprint::imprintWithData(KPPDFData::dataWithString("not a PDF"), {1, 1}));
     document->pageAtIndex(0)->addImprint(stamp({5, 5}));
     std::string bytes = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("partial.pdf", bytes));
-    EXPECT_EQ(check(folder.file("partial.pdf")), 0);
+    writeChecked(folder, "partial.pdf", bytes);
     EXPECT_EQ(placements(bytes), 1u);
     EXPECT_TRUE(log.contains("Imprint without a page to draw"));
 }
@@ -459,8 +457,7 @@ TEST(KPPDFImprintWriter, ImprintDrawnInSeveralStreamsIsJoinedIntoOneForm) {
     imprint->setSize({100, 50});
     document->pageAtIndex(0)->addImprint(imprint);
     std::string bytes = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("split.pdf", bytes));
-    EXPECT_EQ(check(folder.file("split.pdf")), 0);
+    writeChecked(folder, "split.pdf", bytes);
     EXPECT_NE(text(folder.file("split.pdf")).find("STAMPED"), std::string::npos);
     Picture picture = render(folder.file("split.pdf"), 1, folder);
     ASSERT_EQ(picture.height, 400);
@@ -512,8 +509,7 @@ TEST(KPPDFImprintWriter, ImageImprintOfAJPEGFileIsWrittenAsThatFile) {
     // A file that is no JPEG leaves the image as the imprint document has it.
     document->pageAtIndex(0)->addImprint(imageImprint({200, 200}, kImprints + "/image_stamp.pdf"));
     std::string bytes = document->currentDataWithImprints(true);
-    ASSERT_TRUE(folder.write("jpeg.pdf", bytes));
-    EXPECT_EQ(check(folder.file("jpeg.pdf")), 0);
+    writeChecked(folder, "jpeg.pdf", bytes);
     EXPECT_EQ(countOf(bytes, jpeg), 1u);
     EXPECT_EQ(countOf(bytes, "/DCTDecode"), 1u);
     Picture picture = render(folder.file("jpeg.pdf"), 1, folder);
