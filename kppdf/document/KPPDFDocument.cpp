@@ -96,6 +96,19 @@ bool KPPDFDocument::isUnread(uint32_t number) const {
            pending_[number].generation != kNoPlaceholder;
 }
 
+void KPPDFDocument::noteFileBytesRead(uint64_t length) {
+    // Small enough that the file's pages never add much to the process; large enough that
+    // pages read again come back rarely.
+    constexpr uint64_t kReleaseInterval = 2 << 20;
+    // A read brings in the pages around it as well (the system maps ahead on a fault).
+    constexpr uint64_t kMappedAround = 64 << 10;
+    fileBytesSinceRelease_ += std::max(length, kMappedAround);
+    if (fileBytesSinceRelease_ >= kReleaseInterval) {
+        docData_.releaseResidentPages();
+        fileBytesSinceRelease_ = 0;
+    }
+}
+
 void KPPDFDocument::useObject(uint32_t number, const std::function<void(KPPDFObject*)>& use) {
     bool unread = isUnread(number);
     PendingEntry place = unread ? pending_[number] : PendingEntry();

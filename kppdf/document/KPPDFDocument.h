@@ -289,6 +289,10 @@ protected:
     friend class KPPDFTrailer;
     friend class KPPDFWriteSession;
 
+    // Counts bytes of the file read in long passes (object streams decoded, objects followed or
+    // copied by the writer); every few megabytes the file's pages are dropped from memory, as
+    // each was needed for a moment only.
+    void noteFileBytesRead(uint64_t length);
     // For the writer, which copies most of a file's objects once each: true when nothing has
     // looked the object up yet (the table holds only its place).
     bool isUnread(uint32_t number) const;
@@ -348,6 +352,7 @@ protected:
     uint32_t objectCount_ = 0;
     uint32_t nameCount_ = 0;
     bool decryptedAtOpening_ = false;
+    uint64_t fileBytesSinceRelease_ = 0;
     std::string encryptKey_;
     int32_t encryptionStatus_ = 0;
     std::string path_;

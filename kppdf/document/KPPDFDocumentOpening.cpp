@@ -208,6 +208,10 @@ bool KPPDFDocument::readCrossReferences(uint64_t offset, bool hasXref) {
         }
     }
     trailer_ = std::move(trailer);
+    // Checking where each entry leads touched most of the file; its pages come back as the
+    // objects are read.
+    docData_.releaseResidentPages();
+    fileBytesSinceRelease_ = 0;
     return true;
 }
 

@@ -180,6 +180,8 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         bool loaded = false;
         useObject(location.stream, [&](KPPDFObject* object) {
             loaded = loadObjectStream(object, location.stream, index);
+            if (object)
+                noteFileBytesRead(object->rawLength());
         });
         objectStreamNesting--;
         index.loading = false;

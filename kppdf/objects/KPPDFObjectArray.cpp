@@ -92,6 +92,16 @@ void KPPDFObjectArray::addObject(KPPDFRef<KPPDFObject> object) {
     list_.push_back(std::move(object));
 }
 
+void KPPDFObjectArray::keepOwnBytes() {
+    if (parsed_ || objectData_.isNull() || !document_ || document_ == detachedDocument() ||
+        objectData_.sharesStorageWith(document_->docData()) || offset_ >= objectData_.length())
+        return;
+    uint64_t end = std::min<uint64_t>(offset_ + rawLength_, objectData_.length());
+    objectData_ = KPPDFData::dataWithBytes(objectData_.bytes() + offset_,
+                                           static_cast<size_t>(end - offset_));
+    offset_ = 0;
+}
+
 bool KPPDFObjectArray::parse() {
     if (parsed_)
         return true;
@@ -135,6 +145,9 @@ bool KPPDFObjectArray::parse() {
     (void)closed;
     rawLength_ = static_cast<uint32_t>(position - offset_);
     parsed_ = true;
+    for (auto& element : list_)
+        if (KPPDFObjectArray* nested = element->asArray())
+            nested->keepOwnBytes();
     objectData_ = KPPDFData();
     if (document_ == detachedDocument())
         setDocument(nullptr);

@@ -27,6 +27,10 @@ public:
     void addObject(KPPDFRef<KPPDFObject> object);
     bool parse();
     bool isParsed() const { return parsed_; }
+    // Still unread, takes a copy of its own bytes unless data (the buffer it was read from) is
+    // its document's file: the container that read it from a decoded object stream can then
+    // let that buffer go.
+    void keepOwnBytes();
     // The source bytes while the object is still unparsed (written back as they are); empty
     // once it has been parsed or when it was made in memory.
     std::string_view untouchedBytes() const;

@@ -152,6 +152,12 @@ bool KPPDFObjectDictionary::parse() {
             break;
     }
     rawLength_ = static_cast<uint32_t>(position - offset_);
+    // Parsed, the dictionary no longer needs the buffer it was read from; a decoded object
+    // stream goes away once nothing read from it holds it.
+    for (auto& [key, entry] : map_)
+        if (KPPDFObjectArray* array = entry->asArray())
+            array->keepOwnBytes();
+    objectData_ = KPPDFData();
     return true;
 }
 

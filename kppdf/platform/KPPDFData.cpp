@@ -1,6 +1,9 @@
 #include "kppdf/platform/KPPDFData.h"
 
 #include <fcntl.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -67,6 +70,11 @@ KPPDFData KPPDFData::dataWithContentsOfFile(const std::string& path) {
     return data;
 }
 
+void KPPDFData::releaseResidentPages() const {
+    if (storage_ && storage_->map)
+        madvise(storage_->map, storage_->mapLength, MADV_DONTNEED);
+}
+
 KPPDFData KPPDFData::subdata(size_t location, size_t length) const {
     KPPDFData data;
     data.storage_ = storage_;
@@ -77,4 +85,10 @@ KPPDFData KPPDFData::subdata(size_t location, size_t length) const {
     data.bytes_ = bytes_ ? bytes_ + location : nullptr;
     data.length_ = length;
     return data;
+}
+
+void KPPDFReturnFreeMemory() {
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
 }

@@ -30,6 +30,9 @@ public:
     KPPDFData subdata(size_t location, size_t length) const;
     // The same storage (used to tell whether two objects share one document buffer).
     bool sharesStorageWith(const KPPDFData& other) const { return storage_ == other.storage_; }
+    // For a mapped file: drops the pages read so far from the process's memory (they stay in
+    // the system's file cache and come back when read again). For long sequential passes.
+    void releaseResidentPages() const;
 
     bool operator==(const KPPDFData& other) const { return view() == other.view(); }
 
@@ -39,3 +42,7 @@ private:
     const uint8_t* bytes_ = nullptr;
     size_t length_ = 0;
 };
+
+// Hands the allocator's free pages back to the system (where the C library can), after many
+// buffers of a few kilobytes were let go: the memory can then serve a large buffer elsewhere.
+void KPPDFReturnFreeMemory();

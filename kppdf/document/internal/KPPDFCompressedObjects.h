@@ -44,6 +44,18 @@ public:
     // bytes; false when it is malformed. first is the stream's "First".
     static bool readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
                            std::vector<Entry>* entries);
+    // Lets an object stream's decoded bytes and header go; they are read again if one of its
+    // objects is asked for later.
+    // Returns the length of the bytes let go.
+    size_t release(uint32_t stream) {
+        auto found = streams_.find(stream);
+        if (found == streams_.end() || found->second.loading || found->second.failed)
+            return 0;
+        size_t length = found->second.data.length();
+        found->second.data = KPPDFData();
+        found->second.entries = {};
+        return length;
+    }
     void clear();
 
 private:

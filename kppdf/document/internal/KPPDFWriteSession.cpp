@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
@@ -19,6 +20,8 @@ constexpr size_t kCrossReferenceEntryLength = 20;
 constexpr size_t kObjectFrameLength = 24;
 // How much a sink is handed at a time.
 constexpr size_t kSinkChunk = 1 << 20;
+// Decoded object streams let go before their memory is handed back.
+constexpr size_t kReleasedToReturn = 1 << 20;
 
 // About how many bytes an object's text takes: what it took in its source (exact for the
 // untouched ones, which are copied as they stand), a guess for objects made in memory.
@@ -37,8 +40,8 @@ size_t estimatedLength(KPPDFObject& object) {
 KPPDFWriteSession::KPPDFWriteSession(KPPDFDocument& document)
     : document_(document), eolText_(document.EOL(), static_cast<size_t>(document.EOLLength())) {
     eol = eolText_.c_str();
-    // Most of the file's objects are usually written: sized once instead of rehashed as it grows.
-    numbers_.reserve(document.tableSize());
+    // Most of the file's objects are usually written: sized once instead of grown by doubling.
+    // (Only objects already read are looked up by address; the rest go by their number.)
     objects_.reserve(document.tableSize());
     oldNumbers_.reserve(document.tableSize());
     tableNumbers_.assign(document.tableSize(), 0);
@@ -122,7 +125,9 @@ void KPPDFWriteSession::follow() {
         if (uint32_t number = oldNumbers_[index]) {
             document_.useObject(number, [this](KPPDFObject* object) {
                 if (object) {
-                    unreadLength_ += estimatedLength(*object);
+                    size_t length = estimatedLength(*object);
+                    unreadLength_ += length;
+                    document_.noteFileBytesRead(length);
                     followObject(object);
                 }
             });
@@ -264,6 +269,18 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
     out.append("%PDF-1.3");
     out.append(eolText_);
     std::vector<uint64_t> offsets(objects_.size() + 1, 0);
+    // Objects added by number are copied from where they are; an object stream whose last
+    // such object is written is let go (it would be decoded again if asked for later), so
+    // that the decoded streams shrink as the new file grows.
+    KPPDFCompressedObjects* compressed = document_.compressedObjects_.get();
+    std::unordered_map<uint32_t, uint32_t> unwritten;
+    size_t released = 0;
+    if (compressed) {
+        KPPDFCompressedObjects::Location location;
+        for (size_t i = 0; i < objects_.size(); i++)
+            if (!objects_[i] && compressed->location(oldNumbers_[i], &location))
+                unwritten[location.stream]++;
+    }
     Scope scope(this);
     KPPDFDocument* encrypting = encryptingDocument;
     char header[32];
@@ -288,13 +305,29 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
                 out.append("null");
             }
         };
-        if (objects_[i])
+        KPPDFCompressedObjects::Location location;
+        if (objects_[i]) {
             append(objects_[i].get());
-        else
+        } else {
             document_.useObject(oldNumbers_[i], append);
+            if (compressed && compressed->location(oldNumbers_[i], &location))
+                if (auto left = unwritten.find(location.stream);
+                    left != unwritten.end() && --left->second == 0) {
+                    released += compressed->release(location.stream);
+                    if (released >= kReleasedToReturn) {
+                        // Decoded streams are small blocks amid others: the allocator keeps
+                        // them unless asked to hand the free pages back, and the new file
+                        // cannot use them.
+                        KPPDFReturnFreeMemory();
+                        released = 0;
+                    }
+                }
+        }
         out.append(eolText_);
         out.append("endobj");
         out.append(eolText_);
+        // The file is copied in no particular order, each of its pages needed for a moment.
+        document_.noteFileBytesRead(flushed + out.size() - offsets[number]);
         flush(kSinkChunk);
     }
     encryptingDocument = encrypting;
