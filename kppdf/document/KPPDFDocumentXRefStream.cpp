@@ -191,6 +191,7 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
             return nullptr;
         }
     }
+    cache->used(location.stream);
     const KPPDFCompressedObjects::Entry* entry = nullptr;
     if (location.index < index.entries.size() && index.entries[location.index].number == number) {
         entry = &index.entries[location.index];

@@ -493,3 +493,61 @@ TEST(KPPDFDocumentWriter, SavingOverTheFileBeingReadReplacesItWhole) {
     EXPECT_EQ(pageCount(path), static_cast<int>(pages));
     EXPECT_EQ(entries(), 1);
 }
+
+TEST(KPPDFDocumentWriter, ManyObjectStreamsLetGoAndReadAgainLoseNothing) {
+    // Pages and their notes side by side in object streams that decode to more than the
+    // page-tree walk keeps: the walk lets streams go, so the notes read after it come from
+    // streams decoded again, and the writer lets each stream go once its last object is
+    // copied. Every page must keep its own box and note through it all, in the document and in
+    // the files it writes.
+    if (!tool_runner::available("qpdf"))
+        GTEST_SKIP() << "qpdf is needed";
+    constexpr int kPages = 400;
+    auto pageNumber = [](int page) { return 4 + 2 * page; };
+    auto note = [](int page) { return "page " + std::to_string(page) + " " + std::string(1500, 'x'); };
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    std::string kids;
+    for (int i = 0; i < kPages; i++)
+        kids += std::to_string(pageNumber(i)) + " 0 R ";
+    builder.add(2, "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(kPages) + " >>");
+    builder.addStream(3, "", "0 0 m 10 10 l S");
+    for (int i = 0; i < kPages; i++) {
+        builder.add(pageNumber(i), "<< /Type /Page /Parent 2 0 R /Contents 3 0 R /MediaBox [0 0 200 " +
+                                       std::to_string(100 + i) + "] /Note " +
+                                       std::to_string(pageNumber(i) + 1) + " 0 R >>");
+        builder.add(pageNumber(i) + 1, "(" + note(i) + ")");
+    }
+    tool_runner::TemporaryFolder folder;
+    ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
+    ASSERT_EQ(run("qpdf --object-streams=generate " + quote(folder.file("classic.pdf")) + " " +
+                  quote(folder.file("streams.pdf"))),
+              0);
+
+    auto expectPages = [&](KPPDFDocument& document) {
+        ASSERT_EQ(document.pageCount(), static_cast<uint32_t>(kPages));
+        for (int i = 0; i < kPages; i++) {
+            SCOPED_TRACE(i);
+            KPPDFRef<KPPDFPage> page = document.pageAtIndex(static_cast<uint32_t>(i));
+            ASSERT_TRUE(page);
+            EXPECT_EQ(page->mediaBox().size.height, 100 + i);
+            auto text = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectString>("Note");
+            ASSERT_TRUE(text);
+            EXPECT_EQ(text->value(), note(i));
+        }
+    };
+    LogCapture log;
+    KPPDFRef<KPPDFDocument> document = open(folder.file("streams.pdf"));
+    ASSERT_TRUE(document);
+    std::string saved = document->currentDataWithImprints(true);
+    expectPages(*document);
+    ASSERT_TRUE(folder.write("saved.pdf", saved));
+    EXPECT_EQ(check(folder.file("saved.pdf")), 0);
+    std::regex identifier("/ID \\[[^\\]]*\\]");
+    EXPECT_EQ(std::regex_replace(document->currentDataWithImprints(true), identifier, "/ID"),
+              std::regex_replace(saved, identifier, "/ID"));
+    KPPDFRef<KPPDFDocument> again = open(folder.file("saved.pdf"));
+    ASSERT_TRUE(again);
+    expectPages(*again);
+    EXPECT_TRUE(log.lines().empty()) << log.lines().front();
+}

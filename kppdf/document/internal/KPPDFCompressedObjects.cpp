@@ -55,4 +55,61 @@ bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, u
 void KPPDFCompressedObjects::clear() {
     locations_.clear();
     streams_.clear();
+    recent_.clear();
+    decodedBytes_ = 0;
+}
+
+void KPPDFCompressedObjects::releaseIndex(StreamIndex& index) {
+    if (index.decoded) {
+        recent_.erase(index.recent);
+        decodedBytes_ -= index.data.length();
+        index.decoded = false;
+    }
+    index.data = KPPDFData();
+    index.entries = {};
+}
+
+size_t KPPDFCompressedObjects::release(uint32_t stream) {
+    auto found = streams_.find(stream);
+    if (found == streams_.end() || found->second.loading || found->second.failed)
+        return 0;
+    size_t length = found->second.data.length();
+    releaseIndex(found->second);
+    return length;
+}
+
+void KPPDFCompressedObjects::used(uint32_t stream) {
+    auto found = streams_.find(stream);
+    if (found == streams_.end() || found->second.failed || found->second.data.isNull())
+        return;
+    StreamIndex& index = found->second;
+    if (index.decoded) {
+        recent_.splice(recent_.begin(), recent_, index.recent);
+    } else {
+        recent_.push_front(stream);
+        index.recent = recent_.begin();
+        index.decoded = true;
+        decodedBytes_ += index.data.length();
+    }
+    keepWithinBudget(stream);
+}
+
+void KPPDFCompressedObjects::setBudget(size_t bytes) {
+    budget_ = bytes;
+    keepWithinBudget(0);
+}
+
+void KPPDFCompressedObjects::keepWithinBudget(uint32_t keep) {
+    while (budget_ && decodedBytes_ > budget_ && !recent_.empty()) {
+        uint32_t oldest = recent_.back();
+        if (oldest == keep)
+            break; // the stream in use alone is over the budget
+        auto found = streams_.find(oldest);
+        if (found == streams_.end()) {
+            recent_.pop_back();
+            continue;
+        }
+        // Listed streams are decoded ones, never one being read.
+        releaseIndex(found->second);
+    }
 }

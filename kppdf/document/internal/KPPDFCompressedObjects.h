@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <list>
 #include <unordered_map>
 #include <vector>
 
@@ -28,6 +29,9 @@ public:
         std::vector<Entry> entries;
         bool loading = false; // guards a stream that needs itself to be read
         bool failed = false;
+        // Place among the decoded streams, most recently used first (when decoded).
+        std::list<uint32_t>::iterator recent;
+        bool decoded = false;
     };
 
     void setLocation(uint32_t number, uint32_t stream, uint32_t index);
@@ -47,18 +51,22 @@ public:
     // Lets an object stream's decoded bytes and header go; they are read again if one of its
     // objects is asked for later.
     // Returns the length of the bytes let go.
-    size_t release(uint32_t stream) {
-        auto found = streams_.find(stream);
-        if (found == streams_.end() || found->second.loading || found->second.failed)
-            return 0;
-        size_t length = found->second.data.length();
-        found->second.data = KPPDFData();
-        found->second.entries = {};
-        return length;
-    }
+    size_t release(uint32_t stream);
+    // Records a use of a decoded stream; beyond the budget, the streams used least recently
+    // (never this one) are let go.
+    void used(uint32_t stream);
+    // Bytes of decoded streams to keep at most (0: no bound); applies at once.
+    void setBudget(size_t bytes);
+    size_t budget() const { return budget_; }
     void clear();
 
 private:
     std::vector<Location> locations_;
+    void releaseIndex(StreamIndex& index);
+    void keepWithinBudget(uint32_t keep);
+
     std::unordered_map<uint32_t, StreamIndex> streams_;
+    std::list<uint32_t> recent_;
+    size_t decodedBytes_ = 0;
+    size_t budget_ = 0;
 };
