@@ -253,8 +253,12 @@ void KPPDFTrailer::enterCompressedObject(uint32_t number, uint32_t stream, uint3
     if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || stream == 0 ||
         stream > KPPDFDocument::kMaxObjectNumber || stream == number || !acceptsNumber(number))
         return;
-    if (!document_->compressedObjects_)
+    if (!document_->compressedObjects_) {
         document_->compressedObjects_ = std::make_shared<KPPDFCompressedObjects>();
+        // Sized by the table, which the sections' declared sizes made: grown entry by entry,
+        // the old and the new locations would be held at once.
+        document_->compressedObjects_->reserve(static_cast<uint32_t>(document_->table_.size()));
+    }
     document_->enterPlaceholder(number, 0, 0);
     document_->compressedObjects_->setLocation(number, stream, index);
     maxObjectNumber_ = std::max(maxObjectNumber_, number);

@@ -9,8 +9,12 @@
 void KPPDFCompressedObjects::setLocation(uint32_t number, uint32_t stream, uint32_t index) {
     if (number == 0 || number > KPPDFDocument::kMaxObjectNumber)
         return;
-    if (number >= locations_.size())
-        locations_.resize(std::max<size_t>(number + 1, locations_.size() + locations_.size() / 2));
+    if (number >= locations_.size()) {
+        size_t grown = std::max<size_t>(number + 1, locations_.size() + locations_.size() / 2);
+        if (number < locations_.capacity())
+            grown = locations_.capacity(); // the room reserved for the table
+        locations_.resize(grown);
+    }
     locations_[number] = {stream, index};
 }
 

@@ -35,6 +35,8 @@ public:
     };
 
     void setLocation(uint32_t number, uint32_t stream, uint32_t index);
+    // Room for the locations of objects numbered below count, made at once.
+    void reserve(uint32_t count) { locations_.reserve(count); }
     // Forgets a location (the object was defined again outside object streams).
     void clearLocation(uint32_t number) {
         if (number < locations_.size())
