@@ -122,27 +122,22 @@ TEST(KPPDFDocumentOpening, EveryFixtureOpensWithItsResultCode) {
 
 TEST(KPPDFDocumentOpening, HeaderAndLineEnds) {
     int32_t result = -1;
-    auto lf = openFixture("classic_lf.pdf", &result);
-    ASSERT_NE(lf, nullptr);
-    EXPECT_EQ(lf->EOLLength(), 1);
-    EXPECT_STREQ(lf->EOL(), "\n");
-    EXPECT_EQ(lf->pdfVersion(), "1.4");
-
-    auto crlf = openFixture("classic_crlf.pdf", &result);
-    ASSERT_NE(crlf, nullptr);
-    EXPECT_EQ(crlf->EOLLength(), 2);
-    EXPECT_STREQ(crlf->EOL(), "\r\n");
-    EXPECT_FALSE(crlf->isRepaired());
-    // Writers use the file's line end.
-    KPPDFRef<KPPDFObject> catalog = KPPDFObject::resolve(crlf->objectWithNumber(1));
-    ASSERT_NE(catalog, nullptr);
-    EXPECT_EQ(catalog->indirectObject().substr(0, 9), "1 0 obj\r\n");
-
-    auto cr = openFixture("classic_cr.pdf", &result);
-    ASSERT_NE(cr, nullptr);
-    EXPECT_EQ(cr->EOLLength(), 1);
-    EXPECT_STREQ(cr->EOL(), "\r");
-    EXPECT_FALSE(cr->isRepaired());
+    for (const auto& [file, eol] : {std::pair{"classic_lf.pdf", "\n"},
+                                    {"classic_crlf.pdf", "\r\n"},
+                                    {"classic_cr.pdf", "\r"}}) {
+        SCOPED_TRACE(file);
+        auto document = openFixture(file, &result);
+        ASSERT_NE(document, nullptr);
+        EXPECT_EQ(document->EOLLength(), int(std::strlen(eol)));
+        EXPECT_STREQ(document->EOL(), eol);
+        EXPECT_FALSE(document->isRepaired());
+        EXPECT_EQ(document->pdfVersion(), "1.4");
+        // Writers use the file's line end.
+        KPPDFRef<KPPDFObject> catalog = KPPDFObject::resolve(document->objectWithNumber(1));
+        ASSERT_NE(catalog, nullptr);
+        EXPECT_EQ(catalog->indirectObject(),
+                  "1 0 obj" + std::string(eol) + catalog->directObject() + eol + "endobj" + eol);
+    }
 
     // The first line must end within 100 bytes; a version in the catalog wins over the header's.
     LogCapture log;
@@ -272,14 +267,13 @@ TEST(KPPDFDocumentOpening, IncrementalUpdateIsFoundAtItsNewPosition) {
     auto kids = document->pagesObject()->resolvedObjectForKey<KPPDFObjectArray>("Kids");
     ASSERT_NE(kids, nullptr);
     EXPECT_EQ(kids->count(), 3u);
-    auto page1 = KPPDFCast<KPPDFObjectDictionary>(kids->resolvedObjectAtIndex(0));
-    auto content = page1->resolvedObjectForKey<KPPDFObjectStream>("Contents");
-    ASSERT_NE(content, nullptr);
-    EXPECT_NE(content->decodedData().view().find("First page, revised."), std::string_view::npos);
-    auto page2 = KPPDFCast<KPPDFObjectDictionary>(kids->resolvedObjectAtIndex(1));
-    auto content2 = page2->resolvedObjectForKey<KPPDFObjectStream>("Contents");
-    ASSERT_NE(content2, nullptr);
-    EXPECT_NE(content2->decodedData().view().find("object 8 generation 1"), std::string_view::npos);
+    for (const auto& [index, text] :
+         {std::pair{0, "First page, revised."}, {1, "object 8 generation 1"}}) {
+        auto page = KPPDFCast<KPPDFObjectDictionary>(kids->resolvedObjectAtIndex(index));
+        auto content = page ? page->resolvedObjectForKey<KPPDFObjectStream>("Contents") : nullptr;
+        ASSERT_NE(content, nullptr) << index;
+        EXPECT_NE(content->decodedData().view().find(text), std::string_view::npos) << index;
+    }
 }
 
 TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
@@ -457,20 +451,16 @@ TEST(KPPDFDocumentOpening, FileIdentifierGetsAFreshSecondHalf) {
     auto second = openFixture("classic_lf.pdf", &result);
     ASSERT_NE(first, nullptr);
     ASSERT_NE(second, nullptr);
+    auto half = [](KPPDFDocument& document, size_t index) {
+        EXPECT_TRUE(document.docID() && document.docID()->count() == 2);
+        auto value = KPPDFCast<KPPDFObjectString>(document.docID()->resolvedObjectAtIndex(index));
+        return value ? value->stringData() : std::string("<none>");
+    };
     for (auto* document : {first.get(), second.get()}) {
-        ASSERT_NE(document->docID(), nullptr);
-        ASSERT_EQ(document->docID()->count(), 2u);
-        EXPECT_EQ(
-            KPPDFCast<KPPDFObjectString>(document->docID()->resolvedObjectAtIndex(0))->stringData(),
-            "KPPDF fixture!");
-        EXPECT_EQ(KPPDFCast<KPPDFObjectString>(document->docID()->resolvedObjectAtIndex(1))
-                      ->stringData()
-                      .size(),
-                  16u);
+        EXPECT_EQ(half(*document, 0), "KPPDF fixture!");
+        EXPECT_EQ(half(*document, 1).size(), 16u);
     }
-    EXPECT_NE(
-        KPPDFCast<KPPDFObjectString>(first->docID()->resolvedObjectAtIndex(1))->stringData(),
-        KPPDFCast<KPPDFObjectString>(second->docID()->resolvedObjectAtIndex(1))->stringData());
+    EXPECT_NE(half(*first, 1), half(*second, 1));
 
     // Without an ID, the new value stands twice.
     TestPDFBuilder builder;

@@ -19,6 +19,7 @@
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "support/LogCapture.h"
+#include "support/TestAnnotation.h"
 #include "support/TestHelpers.h"
 
 namespace {
@@ -53,16 +54,6 @@ std::vector<uint32_t> pageNumbers(KPPDFDocument& document) {
         numbers.push_back(page->pageDictionary()->objectNumber());
     return numbers;
 }
-
-class TestAnnotation : public KPPDFImprint {
-public:
-    explicit TestAnnotation(int32_t kind) : kind_(kind) {}
-    int32_t imprintType() const override { return KPPDFImprintTypeAnnotation; }
-    int32_t annotationType() const override { return kind_; }
-
-private:
-    int32_t kind_;
-};
 
 // A destination's type, page index (-1: none), fit and numbers in one line.
 std::string destinationFields(const KPPDFDestination& d, KPPDFDocument& document) {
@@ -255,39 +246,12 @@ TEST(KPPDFDocumentPageTree, DeepTreesAreWalkedWithoutRecursion) {
 }
 
 TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
-    const std::string catalogDests =
-        "<< /first [3 0 R /Fit] /second << /D [4 0 R /XYZ 1 2 3] >> /third 9 0 R >>";
-    {
-        TestPDFBuilder builder;
-        addThreePages(builder, "/Dests 8 0 R");
-        builder.add(8, catalogDests);
-        builder.add(9, "[5 0 R /FitH 700]");
-        auto document = loadBuilt(builder, 9);
-        ASSERT_EQ(document->dests().size(), 3u);
-
-        auto first = KPPDFCast<KPPDFObjectArray>(
-            document->resolveDestination(KPPDFObjectName::nameWithString("first")));
-        ASSERT_TRUE(first);
-        EXPECT_EQ(first->directObject(), "[3 0 R /Fit]");
-        // A dictionary value leads to its D array; a string finds the same key as a name.
-        auto second = KPPDFCast<KPPDFObjectArray>(
-            document->resolveDestination(KPPDFObjectString::stringWithString("second")));
-        ASSERT_TRUE(second);
-        EXPECT_EQ(second->directObject(), "[4 0 R /XYZ 1 2 3]");
-        auto third = document->resolveDestination(KPPDFObjectName::nameWithString("third"));
-        ASSERT_TRUE(third && third->asArray());
-        EXPECT_EQ(third->objectNumber(), 9u);
-        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("fourth")), nullptr);
-        // Anything but a name or string is already a destination.
-        EXPECT_EQ(document->resolveDestination(first), first);
-        EXPECT_EQ(document->resolveDestination(nullptr), nullptr);
-    }
     {
         // Both forms: only the name tree counts. The root's own Names are ignored because it
         // has Kids; node 12 lists the root again.
         TestPDFBuilder builder;
         addThreePages(builder, "/Dests 8 0 R /Names << /Dests 10 0 R >>");
-        builder.add(8, catalogDests);
+        builder.add(8, "<< /first [3 0 R /Fit] >>");
         builder.add(10, "<< /Kids [11 0 R 12 0 R] /Names [(zzz) [3 0 R /Fit]] >>");
         builder.add(11,
                     "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
@@ -312,13 +276,10 @@ TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
         auto odd = document->resolveDestination(KPPDFObjectString::stringWithString("odd"));
         ASSERT_TRUE(odd);
         EXPECT_EQ(odd->objectType(), KPPDFObjectTypeNull);
-    }
-    {
-        // A document without either has no named destinations.
-        TestPDFBuilder builder;
-        addThreePages(builder, "");
-        auto document = loadBuilt(builder, 5);
-        EXPECT_TRUE(document->dests().empty());
+        // Anything but a name or string is already a destination.
+        EXPECT_EQ(document->resolveDestination(alpha), alpha);
+        EXPECT_EQ(document->resolveDestination(nullptr), nullptr);
+        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("zzz")), nullptr);
     }
 }
 
@@ -459,11 +420,6 @@ TEST(KPPDFDocumentPageTree, OutlineEdges) {
         EXPECT_EQ(document->outlines()->numberOfChildren(), 0u);
     }
     {
-        TestPDFBuilder builder;
-        addThreePages(builder, "");
-        EXPECT_EQ(loadBuilt(builder, 5)->outlines(), nullptr);
-    }
-    {
         // Each item is the only child of the one before: 300 levels.
         TestPDFBuilder builder;
         addThreePages(builder, "/Outlines 100 0 R");
@@ -482,11 +438,14 @@ TEST(KPPDFDocumentPageTree, OutlineEdges) {
     }
 }
 
-TEST(KPPDFDocumentPageTree, PageForReference) {
+TEST(KPPDFDocumentPageTree, PageForReferenceAndEditingThePageList) {
     TestPDFBuilder builder;
     addThreePages(builder, "");
     builder.add(6, "<< /Type /Font >>");
     auto document = loadBuilt(builder, 6);
+    // Neither named destinations nor an outline.
+    EXPECT_TRUE(document->dests().empty());
+    EXPECT_EQ(document->outlines(), nullptr);
     KPPDFDocument* doc = document.get();
     auto reference = [doc](uint32_t number, uint32_t generation = 0) {
         return KPPDFObjectReference::referenceWithObjectNumber(number, generation, doc);
@@ -503,12 +462,7 @@ TEST(KPPDFDocumentPageTree, PageForReference) {
     EXPECT_EQ(document->pageForReference(dictionary), document->pageAtIndex(2));
     EXPECT_EQ(document->pageForReference(KPPDFObjectInteger::integerWithLongLong(3)), nullptr);
     EXPECT_EQ(document->pageForReference(nullptr), nullptr);
-}
 
-TEST(KPPDFDocumentPageTree, EditingThePageList) {
-    TestPDFBuilder builder;
-    addThreePages(builder, "");
-    auto document = loadBuilt(builder, 5);
     auto first = document->pageAtIndex(0);
     auto extra = KPPDFPage::pageWithDocument(document.get(), 3, dictionaryFromText("<< >>"));
     LogCapture log;
@@ -692,6 +646,10 @@ TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
         EXPECT_EQ(names, e.names);
         EXPECT_EQ(links, e.links);
         EXPECT_EQ(outline, e.outline);
+        // A string finds the same key as a name; a dictionary value leads to its D array.
+        auto found = document->resolveDestination(KPPDFObjectString::stringWithString(e.names[1]));
+        ASSERT_TRUE(found && found->asArray());
+        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("fourth")), nullptr);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -335,25 +336,23 @@ TEST(KPPDFFilterPredictor, RejectsBadParameters) {
     const std::string original = "\x01\x02\x03\x04"s;
     std::string data = original;
     EXPECT_TRUE(unpredict(1, 0, 3, 0, &data)); // no predictor: the other values do not matter
-    EXPECT_FALSE(unpredict(3, 1, 8, 1, &data));
-    EXPECT_FALSE(unpredict(16, 1, 8, 1, &data));
-    EXPECT_FALSE(unpredict(12, 0, 8, 1, &data));
-    EXPECT_FALSE(unpredict(12, 33, 8, 1, &data));
-    EXPECT_FALSE(unpredict(2, 1, 3, 1, &data));
-    EXPECT_FALSE(unpredict(2, 1, 32, 1, &data));
-    EXPECT_FALSE(unpredict(12, 1, 8, 0, &data));
-    EXPECT_FALSE(unpredict(12, 32, 16, 2147483647, &data));
+    EXPECT_TRUE(log.take().empty());
+    // Predictor, Colors, BitsPerComponent, Columns, and the one line each is refused with.
+    const std::pair<KPPDFPredictorParams, const char*> bad[] = {
+        {{3, 1, 8, 1}, "unsupported predictor 3"},
+        {{16, 1, 8, 1}, "unsupported predictor 16"},
+        {{12, 0, 8, 1}, "Colors 0 out of range"},
+        {{12, 33, 8, 1}, "Colors 33 out of range"},
+        {{2, 1, 3, 1}, "BitsPerComponent 3 not supported"},
+        {{2, 1, 32, 1}, "BitsPerComponent 32 not supported"},
+        {{12, 1, 8, 0}, "Columns 0 out of range"},
+        {{12, 32, 16, 2147483647}, "rows of 137438953408 bytes too long"},
+    };
+    for (const auto& [params, line] : bad) {
+        EXPECT_FALSE(KPPDFApplyPredictor(params, &data)) << line;
+        EXPECT_EQ(log.take(), std::vector<std::string>{std::string("Predictor: ") + line});
+    }
     EXPECT_EQ(data, original);
-    EXPECT_EQ(log.take(), (std::vector<std::string>{
-                              "Predictor: unsupported predictor 3",
-                              "Predictor: unsupported predictor 16",
-                              "Predictor: Colors 0 out of range",
-                              "Predictor: Colors 33 out of range",
-                              "Predictor: BitsPerComponent 3 not supported",
-                              "Predictor: BitsPerComponent 32 not supported",
-                              "Predictor: Columns 0 out of range",
-                              "Predictor: rows of 137438953408 bytes too long",
-                          }));
 }
 
 namespace {
@@ -381,33 +380,26 @@ double meanError(const std::string& a, const std::string& b) {
 } // namespace
 
 TEST(KPPDFFilterDCT, DecodesJPEGsOfEveryKind) {
+    auto size = [](const Decoded& d) { return std::tuple(d.ok, d.width, d.height, d.components); };
     Decoded d = decodeJPEG(fixture("rgb.jpg"));
-    ASSERT_TRUE(d.ok);
-    EXPECT_EQ(d.width, 13);
-    EXPECT_EQ(d.height, 7);
-    EXPECT_EQ(d.components, 3);
+    ASSERT_EQ(size(d), std::tuple(true, 13, 7, 3));
     // Pillow decodes with the same library and default settings: the samples match exactly.
     EXPECT_TRUE(d.samples == fixture("rgb.pixels"));
 
     d = decodeJPEG(fixture("gray.jpg"));
-    ASSERT_TRUE(d.ok);
+    ASSERT_EQ(size(d), std::tuple(true, 9, 5, 1));
     EXPECT_EQ(d.samples, std::string(9 * 5, char(77)));
-    EXPECT_EQ(d.components, 1);
 
     // Pillow stores CMYK inverted, the Adobe way, and the samples come back as stored.
     d = decodeJPEG(fixture("cmyk.jpg"));
-    ASSERT_TRUE(d.ok);
-    EXPECT_EQ(d.components, 4);
+    ASSERT_EQ(size(d), std::tuple(true, 8, 8, 4));
     std::string inverted;
     for (int i = 0; i < 64; ++i)
         inverted += {char(55), char(205), char(255), char(245)};
     EXPECT_LT(meanError(d.samples, inverted), 2);
 
     d = decodeJPEG(fixture("progressive.jpg"));
-    ASSERT_TRUE(d.ok);
-    EXPECT_EQ(d.width, 32);
-    EXPECT_EQ(d.height, 32);
-    EXPECT_EQ(d.components, 3);
+    ASSERT_EQ(size(d), std::tuple(true, 32, 32, 3));
     EXPECT_TRUE(d.samples == fixture("progressive.pixels"));
 }
 
@@ -444,10 +436,7 @@ TEST(KPPDFFilterDCT, EncodeRoundTrip) {
         std::string jpeg;
         ASSERT_TRUE(KPPDFEncodeJPEG(bytes(pixels), 40, 30, components, 92, &jpeg));
         Decoded d = decodeJPEG(jpeg);
-        ASSERT_TRUE(d.ok);
-        EXPECT_EQ(d.width, 40);
-        EXPECT_EQ(d.height, 30);
-        EXPECT_EQ(d.components, components);
+        ASSERT_TRUE(d.ok && d.width == 40 && d.height == 30 && d.components == components);
         EXPECT_LT(meanError(d.samples, pixels), 3) << components;
     }
     // Noise compresses badly: the JPEG outgrows the encoder's output chunk several times over.

@@ -209,26 +209,20 @@ TEST(KPPDFObjectArrayDictionary, BadElementsEndTheParse) {
     EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
 
     // Objects cut off by the end of the bytes end there; nothing loops or reads further.
-    struct Case {
-        const char* text;
-        const char* written;
-    };
-    const Case cases[] = {
-        {"[1 2", "[ 1 2 ]"},
-        {"[", "[ ]"},
-        {"[ (abc", "[ (abc) ]"},
-        {"<< /A 1", "<< /A 1>>"},
-        {"<< /A", "<< >>"},
-        {"<<", "<< >>"},
-        {"<< /A [1 <</B", "<< /A [ 1 << >> ]>>"},
-        {"<< /A 1 %c", "<< /A 1>>"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        KPPDFRef<KPPDFObject> object = parseDirect(c.text);
+    const std::pair<std::string, const char*> cases[] = {{"[1 2", "[ 1 2 ]"},
+                                                         {"[", "[ ]"},
+                                                         {"[ (abc", "[ (abc) ]"},
+                                                         {"<< /A 1", "<< /A 1>>"},
+                                                         {"<< /A", "<< >>"},
+                                                         {"<<", "<< >>"},
+                                                         {"<< /A [1 <</B", "<< /A [ 1 << >> ]>>"},
+                                                         {"<< /A 1 %c", "<< /A 1>>"}};
+    for (const auto& [text, written] : cases) {
+        SCOPED_TRACE(text);
+        KPPDFRef<KPPDFObject> object = parseDirect(text);
         ASSERT_TRUE(object);
-        EXPECT_EQ(object->directObject(), c.written);
-        EXPECT_LE(object->rawLength(), std::string(c.text).size());
+        EXPECT_EQ(object->directObject(), written);
+        EXPECT_LE(object->rawLength(), text.size());
     }
 }
 
@@ -357,33 +351,35 @@ TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
 }
 
 TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
+    // Plain arrays (numbers, names, keywords, references) are bound lazily inside a dictionary
+    // that is parsed at once; anything else (elements -1) is parsed with it.
     struct Case {
         const char* text;
-        bool plain; // bound lazily inside a dictionary that is parsed at once
-        size_t elements = 0;
+        int elements;
+        bool plain = elements >= 0;
     };
     const Case cases[] = {
-        {"[1 0 R 2 0 R]", true, 2},
-        {"[0 0 612 792]", true, 4},
-        {"[/A/B /C#20D]", true, 3},
-        {"[true false null]", true, 3},
-        {"[1 2 3 R 007 0 R]", true, 3},
-        {"[-1.5 +2 .5 3. -0]", true, 5},
-        {"[ ]", true, 0},
-        {"[\t1\r0\fR\n]", true, 1},
-        {"[1 (x) 2]", false},
-        {"[1 <00> 2]", false},
-        {"[1 [2] 3]", false},
-        {"[1 << /A 1 >>]", false},
-        {"[1 0 R % note\n]", false},
-        {"[1 0.0 R]", false},
-        {"[+1 0 R]", false},
-        {"[12345678901 0 R]", false},
-        {"[1 0 Rx]", false},
-        {"[1e5]", false},
-        {"[1.2.3]", false},
-        {"[truex]", false},
-        {"[- 1]", false},
+        {"[1 0 R 2 0 R]", 2},
+        {"[0 0 612 792]", 4},
+        {"[/A/B /C#20D]", 3},
+        {"[true false null]", 3},
+        {"[1 2 3 R 007 0 R]", 3},
+        {"[-1.5 +2 .5 3. -0]", 5},
+        {"[ ]", 0},
+        {"[\t1\r0\fR\n]", 1},
+        {"[1 (x) 2]", -1},
+        {"[1 <00> 2]", -1},
+        {"[1 [2] 3]", -1},
+        {"[1 << /A 1 >>]", -1},
+        {"[1 0 R % note\n]", -1},
+        {"[1 0.0 R]", -1},
+        {"[+1 0 R]", -1},
+        {"[12345678901 0 R]", -1},
+        {"[1 0 Rx]", -1},
+        {"[1e5]", -1},
+        {"[1.2.3]", -1},
+        {"[truex]", -1},
+        {"[- 1]", -1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -411,7 +407,7 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         EXPECT_TRUE(array->isParsed());
         EXPECT_EQ(array->rawLength(), std::strlen(c.text));
         EXPECT_TRUE(quiet.lines().empty());
-        EXPECT_EQ(array->count(), c.elements);
+        EXPECT_EQ(array->count(), size_t(c.elements));
         for (auto& element : array->value())
             EXPECT_EQ(element->directContainer(), array.get());
     }

@@ -102,23 +102,13 @@ TEST(KPPDFObjectStream, LengthDirectOrIndirect) {
 }
 
 TEST(KPPDFObjectStream, WrongLengthsAreRepairedBySearching) {
-    struct Case {
-        const char* entries;
-        const char* name;
-    };
-    const Case cases[] = {
-        {"/Length 2", "too small"},
-        {"/Length 100", "too large"},
-        {"", "missing"},
-        {"/Length -4", "negative"},
-        {"/Length /Six", "not a number"},
-        {"/Length 9 0 R", "dangling reference"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    // Too small, too large, missing, negative, no number, a dangling reference.
+    for (const char* entries :
+         {"/Length 2", "/Length 100", "", "/Length -4", "/Length /Six", "/Length 9 0 R"}) {
+        SCOPED_TRACE(entries);
         LogCapture log;
         KPPDFDocument doc;
-        KPPDFRef<KPPDFObjectStream> stream = parseStream(doc, streamText(c.entries, "abcdef"));
+        KPPDFRef<KPPDFObjectStream> stream = parseStream(doc, streamText(entries, "abcdef"));
         ASSERT_TRUE(stream);
         EXPECT_EQ(stream->rawData().string(), "abcdef");
         EXPECT_TRUE(log.contains("endstream expected but not found"));
@@ -228,8 +218,9 @@ TEST(KPPDFObjectStream, FilterChains) {
     }
 
     // Unknown filters give empty bytes, and so does every filter after them.
-    for (const char* entries : {"/Filter /LZWDecode", "/Filter [/Foo /FlateDecode]",
-                                "/Filter [/FlateDecode /JBIG2Decode]"}) {
+    for (const auto& [entries, name] : {std::pair{"/Filter /LZWDecode", "LZWDecode"},
+                                        {"/Filter [/Foo /FlateDecode]", "Foo"},
+                                        {"/Filter [/FlateDecode /JBIG2Decode]", "JBIG2Decode"}}) {
         SCOPED_TRACE(entries);
         LogCapture log;
         KPPDFDocument doc;
@@ -238,10 +229,7 @@ TEST(KPPDFObjectStream, FilterChains) {
             streamText(std::string(entries) + " /Length " + std::to_string(flate.size()), flate));
         ASSERT_TRUE(stream);
         EXPECT_TRUE(stream->decodedData().empty());
-        std::string name = std::string(entries).find("LZW") != std::string::npos   ? "LZWDecode"
-                           : std::string(entries).find("Foo") != std::string::npos ? "Foo"
-                                                                                   : "JBIG2Decode";
-        EXPECT_TRUE(log.contains("Unsupported filter: " + name));
+        EXPECT_TRUE(log.contains(std::string("Unsupported filter: ") + name));
     }
 }
 

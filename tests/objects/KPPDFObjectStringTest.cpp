@@ -288,28 +288,26 @@ TEST(KPPDFObjectString, DatesWithZones) {
 
     // Missing fields take their defaults; a field count that ends inside the zone is read as far
     // as it goes.
-    std::optional<KPPDFDate> yearOnly = KPPDFObjectDate::dateFromPDFText("D:2023");
-    ASSERT_TRUE(yearOnly);
-    EXPECT_FALSE(yearOnly->hasTimeZone());
-    EXPECT_EQ(yearOnly->components(), (KPPDFDate::Components{2023, 1, 1, 0, 0, 0}));
-    std::optional<KPPDFDate> noPrefix = KPPDFObjectDate::dateFromPDFText("199807");
-    ASSERT_TRUE(noPrefix);
-    EXPECT_EQ(noPrefix->components(), (KPPDFDate::Components{1998, 7, 1, 0, 0, 0}));
-    std::optional<KPPDFDate> hoursOnly = KPPDFObjectDate::dateFromPDFText("D:20230102030405+05'");
-    ASSERT_TRUE(hoursOnly);
-    EXPECT_EQ(hoursOnly->timeZoneOffset(), 5 * 3600);
-    std::optional<KPPDFDate> bareZ = KPPDFObjectDate::dateFromPDFText("D:20230102030405Z");
-    ASSERT_TRUE(bareZ);
-    EXPECT_TRUE(bareZ->hasTimeZone());
-    EXPECT_EQ(bareZ->timeZoneOffset(), 0);
-    EXPECT_EQ(bareZ->components(), (KPPDFDate::Components{2023, 1, 2, 3, 4, 5}));
-
-    // Anything but +, - or Z where the zone belongs is logged and the local zone used.
+    // Anything but +, - or Z where the zone belongs is logged and the local zone used (-1).
     LogCapture log;
-    std::optional<KPPDFDate> odd = KPPDFObjectDate::dateFromPDFText("D:20230102030405X05'00'");
-    ASSERT_TRUE(odd);
-    EXPECT_FALSE(odd->hasTimeZone());
-    EXPECT_EQ(odd->components(), (KPPDFDate::Components{2023, 1, 2, 3, 4, 5}));
+    struct Partial {
+        const char* text;
+        KPPDFDate::Components components;
+        int32_t zone;
+    };
+    for (const Partial& p : {Partial{"D:2023", {2023, 1, 1, 0, 0, 0}, -1},
+                             Partial{"199807", {1998, 7, 1, 0, 0, 0}, -1},
+                             Partial{"D:20230102030405+05'", {2023, 1, 2, 3, 4, 5}, 5 * 3600},
+                             Partial{"D:20230102030405Z", {2023, 1, 2, 3, 4, 5}, 0},
+                             Partial{"D:20230102030405X05'00'", {2023, 1, 2, 3, 4, 5}, -1}}) {
+        std::optional<KPPDFDate> date = KPPDFObjectDate::dateFromPDFText(p.text);
+        ASSERT_TRUE(date) << p.text;
+        EXPECT_EQ(date->components(), p.components) << p.text;
+        EXPECT_EQ(date->hasTimeZone(), p.zone != -1) << p.text;
+        if (p.zone != -1) {
+            EXPECT_EQ(date->timeZoneOffset(), p.zone) << p.text;
+        }
+    }
     EXPECT_TRUE(log.contains("Unexpected UT offset in date string"));
 
     EXPECT_FALSE(KPPDFObjectDate::dateFromPDFText("D:"));

@@ -27,43 +27,58 @@ std::string fontName(const KPPDFStandardFontMetrics* font) {
 } // namespace
 
 TEST(KPPDFFontTablesEncodings, CodesOfTheBaseEncodings) {
-    EXPECT_EQ(glyphAt(Encoding::kWinAnsi, 0x80), "Euro");
-    EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[0x80], 0x20AC);
-    EXPECT_EQ(glyphAt(Encoding::kMacRoman, 0xA5), "bullet");
-    EXPECT_EQ(encodingUnicode(Encoding::kMacRoman)[0xA5], 0x2022);
-    EXPECT_EQ(encodingUnicode(Encoding::kMacRoman)[128], 0x00C4);
-    EXPECT_EQ(glyphAt(Encoding::kStandard, 0x27), "quoteright");
-    EXPECT_EQ(encodingUnicode(Encoding::kStandard)[0x27], 0x2019);
-    EXPECT_EQ(glyphAt(Encoding::kStandard, 0x60), "quoteleft");
-    EXPECT_EQ(glyphAt(Encoding::kWinAnsi, 0x27), "quotesingle");
-    EXPECT_EQ(glyphAt(Encoding::kPDFDoc, 0x18), "breve");
-    EXPECT_EQ(encodingUnicode(Encoding::kPDFDoc)[0xA0], 0x20AC);
-    EXPECT_EQ(glyphAt(Encoding::kMacExpert, 0x61), "Asmall");
+    // Each code's glyph name ("": .notdef) and Unicode value; PDF's MacRoman has no "pi" at
+    // 0xB9.
+    struct Code {
+        Encoding encoding;
+        int code;
+        const char* glyph;
+        uint16_t unicode;
+    };
+    using enum Encoding;
+    const Code codes[] = {
+        {kWinAnsi, 0x80, "Euro", 0x20AC},
+        {kWinAnsi, 0x27, "quotesingle", 0x27},
+        {kWinAnsi, 0xA0, "space", 0x20},
+        {kMacRoman, 0xA5, "bullet", 0x2022},
+        {kMacRoman, 0x80, "Adieresis", 0xC4},
+        {kMacRoman, 0xDB, "currency", 0xA4},
+        {kMacRoman, 0xE4, "perthousand", 0x2030},
+        {kMacRoman, 0xAD, "", 0},
+        {kMacRoman, 0xB9, "", 0},
+        {kStandard, 0x27, "quoteright", 0x2019},
+        {kStandard, 0x60, "quoteleft", 0x2018},
+        {kStandard, 0xA4, "fraction", 0x2044},
+        {kStandard, 0x20, "space", 0x20},
+        {kStandard, 0x80, "", 0},
+        {kStandard, 0xA0, "", 0},
+        {kPDFDoc, 0x18, "breve", 0x2D8},
+        {kPDFDoc, 0xA0, "Euro", 0x20AC},
+        {kMacExpert, 0x61, "Asmall", 0xF761},
+        {kSymbol, 0x61, "alpha", 0x3B1},
+        {kSymbol, 0xA0, "Euro", 0x20AC},
+        {kSymbol, 0xFE, "bracerightbt", 0xF8FE},
+        {kZapfDingbats, 0x21, "a1", 0x2701},
+        {kZapfDingbats, 0xFE, "a191", 0x27BE},
+        {kZapfDingbats, 0x20, "space", 0x20},
+    };
+    for (const Code& c : codes) {
+        SCOPED_TRACE(std::string(encodingName(c.encoding)) + " " + std::to_string(c.code));
+        EXPECT_EQ(glyphAt(c.encoding, c.code), *c.glyph ? c.glyph : ".notdef");
+        EXPECT_EQ(encodingUnicode(c.encoding)[c.code], c.unicode);
+    }
 
-    // Undefined codes: .notdef and 0, except the control codes the platform encodings keep.
-    EXPECT_EQ(encodingGlyphs(Encoding::kStandard)[0xA0], kNotDefGlyph);
-    EXPECT_EQ(encodingUnicode(Encoding::kStandard)[0xA0], 0);
-    EXPECT_EQ(encodingGlyphs(Encoding::kMacRoman)[0xAD], kNotDefGlyph);
+    // Control codes map to themselves in the platform encodings only; WinAnsi's unused codes
+    // are bullets (ISO 32000-1, Annex D.2).
     for (int code = 0; code < 32; ++code) {
         EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[code], code);
         EXPECT_EQ(encodingUnicode(Encoding::kMacRoman)[code], code);
         EXPECT_EQ(encodingUnicode(Encoding::kStandard)[code], 0);
     }
+    for (int code : {127, 129, 141, 143, 144, 149, 157})
+        EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[code], 0x2022) << code;
     EXPECT_EQ(encodingUnicode(Encoding::kPDFDoc)[0x0A], 0x0A);
     EXPECT_EQ(encodingUnicode(Encoding::kPDFDoc)[0x01], 0);
-    EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[0x81], 0x2022);
-
-    // The symbol encodings.
-    EXPECT_EQ(glyphAt(Encoding::kSymbol, 0x61), "alpha");
-    EXPECT_EQ(encodingUnicode(Encoding::kSymbol)[0x61], 0x03B1);
-    EXPECT_EQ(glyphAt(Encoding::kSymbol, 0xA0), "Euro");
-    EXPECT_EQ(glyphAt(Encoding::kSymbol, 0xFE), "bracerightbt");
-    EXPECT_EQ(glyphAt(Encoding::kZapfDingbats, 0x21), "a1");
-    EXPECT_EQ(encodingUnicode(Encoding::kZapfDingbats)[0x21], 0x2701);
-    EXPECT_EQ(glyphAt(Encoding::kZapfDingbats, 0xFE), "a191");
-    EXPECT_EQ(encodingUnicode(Encoding::kZapfDingbats)[0xFE], 0x27BE);
-    EXPECT_EQ(glyphAt(Encoding::kZapfDingbats, 0x20), "space");
-    EXPECT_EQ(encodingUnicode(Encoding::kZapfDingbats)[0x20], 0x20);
 
     // By name.
     Encoding encoding;
@@ -107,40 +122,38 @@ TEST(KPPDFFontTablesEncodings, PDFDocDifferencesOverStandard) {
 }
 
 TEST(KPPDFFontTablesGlyphNames, NamesToUnicode) {
-    EXPECT_EQ(unicodeOf("A"), U"A");
-    EXPECT_EQ(unicodeOf("Aacute"), U"\u00C1");
-    EXPECT_EQ(unicodeOf("fi"), U"\uFB01");
-    EXPECT_EQ(unicodeOf("Euro"), U"\u20AC");
-    EXPECT_EQ(unicodeOf("space"), U" ");
-    // A glyph list entry with two code points keeps both.
-    EXPECT_EQ(unicodeOf("dalethatafpatah"), U"\u05D3\u05B2");
-
-    // Algorithmic names.
-    EXPECT_EQ(unicodeOf("uni20AC"), U"\u20AC");
-    EXPECT_EQ(unicodeOf("uni20ac"), U"\u20AC");
-    EXPECT_EQ(unicodeOf("uni00410042"), U"AB");
-    EXPECT_EQ(unicodeOf("u1F600"), U"\U0001F600");
-    EXPECT_EQ(unicodeOf("u0041"), U"A");
-    EXPECT_EQ(unicodeOf("u10FFFF"), U"\U0010FFFF");
-    EXPECT_EQ(unicodeOf("uniD83D"), U""); // surrogates are no characters
-    EXPECT_EQ(unicodeOf("uD800"), U"");
-    EXPECT_EQ(unicodeOf("u110000"), U""); // beyond Unicode
-    EXPECT_EQ(unicodeOf("uni20A"), U"");  // not a multiple of four digits
-    EXPECT_EQ(unicodeOf("u1F6000"), U""); // seven digits
-    EXPECT_EQ(unicodeOf("uniGGGG"), U"");
-
-    // Suffixes and ligature components.
-    EXPECT_EQ(unicodeOf("a.sc"), U"a");
-    EXPECT_EQ(unicodeOf("uni0041.alt"), U"A");
-    EXPECT_EQ(unicodeOf("f_i"), U"fi");
-    EXPECT_EQ(unicodeOf("f_f_l.liga"), U"ffl");
-    EXPECT_EQ(unicodeOf("f__i"), U"fi");
-
-    // Nothing.
-    EXPECT_EQ(unicodeOf("unknownglyph"), U"");
-    EXPECT_EQ(unicodeOf(".notdef"), U"");
-    EXPECT_EQ(unicodeOf(""), U"");
-    EXPECT_EQ(unicodeOf("."), U"");
+    // A glyph list entry with two code points keeps both; surrogates, values beyond Unicode,
+    // digit counts other than four (uni) or four to six (u) and unknown names give nothing.
+    // Suffixes are dropped and ligature components joined.
+    const std::pair<const char*, std::u32string> names[] = {{"A", U"A"},
+                                                            {"Aacute", U"\u00C1"},
+                                                            {"fi", U"\uFB01"},
+                                                            {"Euro", U"\u20AC"},
+                                                            {"space", U" "},
+                                                            {"dalethatafpatah", U"\u05D3\u05B2"},
+                                                            {"uni20AC", U"\u20AC"},
+                                                            {"uni20ac", U"\u20AC"},
+                                                            {"uni00410042", U"AB"},
+                                                            {"u1F600", U"\U0001F600"},
+                                                            {"u0041", U"A"},
+                                                            {"u10FFFF", U"\U0010FFFF"},
+                                                            {"uniD83D", U""},
+                                                            {"uD800", U""},
+                                                            {"u110000", U""},
+                                                            {"uni20A", U""},
+                                                            {"u1F6000", U""},
+                                                            {"uniGGGG", U""},
+                                                            {"a.sc", U"a"},
+                                                            {"uni0041.alt", U"A"},
+                                                            {"f_i", U"fi"},
+                                                            {"f_f_l.liga", U"ffl"},
+                                                            {"f__i", U"fi"},
+                                                            {"unknownglyph", U""},
+                                                            {".notdef", U""},
+                                                            {"", U""},
+                                                            {".", U""}};
+    for (const auto& [name, unicode] : names)
+        EXPECT_EQ(unicodeOf(name), unicode) << name;
     std::u32string out = U"x";
     EXPECT_FALSE(glyphNameToUnicode("unknownglyph", &out));
     EXPECT_EQ(out, U"x");
@@ -284,8 +297,7 @@ TEST(KPPDFFontTablesStandardFonts, NameResolution) {
         {"CourierNewPS-BoldMT", "Courier-Bold"},
         {"Courier,BoldItalic", "Courier-BoldOblique"},
         {"Symbol", "Symbol"},
-        {"ZapfDingbats", "ZapfDingbats"},
-    };
+        {"ZapfDingbats", "ZapfDingbats"}};
     for (const auto& [alias, standard] : table) {
         EXPECT_EQ(fontName(normalizedStandardFont(alias)), standard) << alias;
         EXPECT_EQ(fontName(standardFontMetrics(alias)), standard) << alias;
@@ -305,8 +317,7 @@ TEST(KPPDFFontTablesStandardFonts, NameResolution) {
         {"CourierNewPSMT", "Courier"},
         {"Courier-Italic", "Courier-Oblique"},
         {"SymbolMT", "Symbol"},
-        {"Symbol,Bold", "Symbol"},
-    };
+        {"Symbol,Bold", "Symbol"}};
     for (const auto& [alias, standard] : lenient) {
         EXPECT_EQ(normalizedStandardFont(alias), nullptr) << alias;
         EXPECT_EQ(fontName(standardFontMetrics(alias)), standard) << alias;

@@ -53,6 +53,17 @@ inline KPPDFRef<KPPDFDocument> openFile(const std::string& path) {
     return document;
 }
 
+// The document in the file at path, opened with the password it asks for; null (and a failure)
+// when either step fails.
+inline KPPDFRef<KPPDFDocument> openEncrypted(const std::string& path, const std::string& password) {
+    int32_t result = -1;
+    auto document = KPPDFDocument::documentWithContentsOfFile(path, &result);
+    EXPECT_EQ(result, KPPDFDocumentPasswordNeeded) << path;
+    if (!document || result != KPPDFDocumentPasswordNeeded || document->validatePassword(password))
+        return nullptr;
+    return document;
+}
+
 // A direct dictionary parsed from its text, outside any document; null when it is none.
 inline KPPDFRef<KPPDFObjectDictionary> dictionaryFromText(const std::string& text) {
     return KPPDFCast<KPPDFObjectDictionary>(
