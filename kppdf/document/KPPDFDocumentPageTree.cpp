@@ -157,7 +157,7 @@ bool KPPDFDocument::prepPages() {
     pages_.clear();
     if (!pagesObject_)
         return false;
-    StreamBudget budget(compressedObjects_, kPageWalkStreamBudget);
+    StreamBudget budget(walkKeepsStreams_ ? nullptr : compressedObjects_, kPageWalkStreamBudget);
     KPPDFObjectList pagesObjects;
     std::vector<KPPDFRef<KPPDFObjectDictionary>> pageObjects;
     bool rootIsPage = pagesObject_->hasName("Type", "Page");

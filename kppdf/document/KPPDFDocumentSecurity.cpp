@@ -276,7 +276,9 @@ void KPPDFDocument::reloadForDecryption() {
     // key was known, so they are read again, decrypting.
     workTrailer();
     std::string version = pdfVersion_;
+    walkKeepsStreams_ = true;
     prepPages();
+    walkKeepsStreams_ = false;
     std::string plain = currentDataWithImprints(true, 0);
     pages_.clear();
     dests_.clear();

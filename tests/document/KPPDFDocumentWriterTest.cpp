@@ -516,7 +516,10 @@ TEST(KPPDFDocumentWriter, ManyObjectStreamsLetGoAndReadAgainLoseNothing) {
         builder.add(pageNumber(i), "<< /Type /Page /Parent 2 0 R /Contents 3 0 R /MediaBox [0 0 200 " +
                                        std::to_string(100 + i) + "] /Note " +
                                        std::to_string(pageNumber(i) + 1) + " 0 R >>");
-        builder.add(pageNumber(i) + 1, "(" + note(i) + ")");
+        std::string string(1, '(');
+        string += note(i);
+        string += ')';
+        builder.add(pageNumber(i) + 1, string);
     }
     tool_runner::TemporaryFolder folder;
     ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
