@@ -353,9 +353,6 @@ protected:
     uint32_t nameCount_ = 0;
     bool decryptedAtOpening_ = false;
     uint64_t fileBytesSinceRelease_ = 0;
-    // Set while the pages are found for a rewrite that follows at once: the object streams the
-    // walk decodes are all needed again right away.
-    bool walkKeepsStreams_ = false;
     std::string encryptKey_;
     int32_t encryptionStatus_ = 0;
     std::string path_;

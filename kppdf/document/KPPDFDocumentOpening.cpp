@@ -17,6 +17,10 @@
 #include "kppdf/platform/KPPDFLog.h"
 
 namespace {
+// Decoded object streams the page-tree walk at opening keeps at most. Page dictionaries sit
+// among a file's other objects, so the walk decodes nearly every object stream; it keeps the
+// few it is going through, and the others are decoded again when their objects are used.
+constexpr size_t kPageWalkStreamBudget = 512 << 10;
 // The header's line must end at or before this offset.
 constexpr uint64_t kMaxHeaderLineEnd = 99;
 // The version after "%PDF-" is at most this long ("1.7", "2.0"; anything longer is cut).
@@ -80,7 +84,13 @@ void KPPDFDocument::processStructure() {
     outlineRead_ = outlines_ != nullptr;
     // Pages that carried stored imprints had their overlays taken into imprints: the working
     // bytes are rewritten without them, so that they always match the object model.
-    if (prepPages()) {
+    KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
+    if (streams)
+        streams->setBudget(kPageWalkStreamBudget);
+    bool changed = prepPages();
+    if (streams)
+        streams->setBudget(0);
+    if (changed) {
         std::string plain = currentDataWithImprints(false);
         if (!plain.empty()) {
             setDocData(KPPDFData(std::move(plain)));

@@ -8,7 +8,6 @@
 #include "kppdf/document/KPPDFDestination.h"
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFOutline.h"
-#include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -20,33 +19,6 @@
 #include "kppdf/platform/KPPDFLog.h"
 
 namespace {
-// Decoded object streams the page-tree walk keeps at most. Page dictionaries sit among a file's
-// other objects, so the walk decodes nearly every object stream; it keeps the few it is going
-// through, and the others are decoded again when their objects are used.
-constexpr size_t kPageWalkStreamBudget = 512 << 10;
-
-// Bounds the decoded object streams while it lives.
-class StreamBudget {
-public:
-    StreamBudget(KPPDFRef<KPPDFCompressedObjects> cache, size_t bytes) : cache_(std::move(cache)) {
-        if (!cache_)
-            return;
-        saved_ = cache_->budget();
-        if (!saved_ || saved_ > bytes)
-            cache_->setBudget(bytes);
-    }
-    ~StreamBudget() {
-        if (cache_)
-            cache_->setBudget(saved_);
-    }
-    StreamBudget(const StreamBudget&) = delete;
-    StreamBudget& operator=(const StreamBudget&) = delete;
-
-private:
-    KPPDFRef<KPPDFCompressedObjects> cache_;
-    size_t saved_ = 0;
-};
-
 using NodeSet = std::unordered_set<const KPPDFObject*>;
 
 std::string typeText(const KPPDFRef<KPPDFObject>& type) {
@@ -157,7 +129,6 @@ bool KPPDFDocument::prepPages() {
     pages_.clear();
     if (!pagesObject_)
         return false;
-    StreamBudget budget(walkKeepsStreams_ ? nullptr : compressedObjects_, kPageWalkStreamBudget);
     KPPDFObjectList pagesObjects;
     std::vector<KPPDFRef<KPPDFObjectDictionary>> pageObjects;
     bool rootIsPage = pagesObject_->hasName("Type", "Page");

@@ -272,13 +272,11 @@ void KPPDFDocument::reloadForDecryption() {
     std::string key = encryptKey_;
     int32_t rights = accessPermissions_;
     bool owner = isOwner_;
-    // The catalog, the page-tree root and the object streams holding them were read before the
-    // key was known, so they are read again, decrypting.
+    // The catalog and the page-tree root were read (or, in an object stream, left unread)
+    // before the key was known, so they are read again, decrypting.
     workTrailer();
     std::string version = pdfVersion_;
-    walkKeepsStreams_ = true;
     prepPages();
-    walkKeepsStreams_ = false;
     std::string plain = currentDataWithImprints(true, 0);
     pages_.clear();
     dests_.clear();

@@ -59,7 +59,6 @@ public:
     void used(uint32_t stream);
     // Bytes of decoded streams to keep at most (0: no bound); applies at once.
     void setBudget(size_t bytes);
-    size_t budget() const { return budget_; }
     void clear();
 
 private:

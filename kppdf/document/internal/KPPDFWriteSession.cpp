@@ -23,6 +23,43 @@ constexpr size_t kSinkChunk = 1 << 20;
 // Decoded object streams let go before their memory is handed back.
 constexpr size_t kReleasedToReturn = 1 << 20;
 
+// Objects added by number are copied from where they are. An object stream whose last such
+// object is written is let go (decoded again if asked for later), so that the decoded streams
+// shrink as the new file grows.
+class StreamRelease {
+public:
+    StreamRelease(KPPDFCompressedObjects* compressed,
+                  const std::vector<KPPDFRef<KPPDFObject>>& objects,
+                  const std::vector<uint32_t>& oldNumbers)
+        : compressed_(compressed) {
+        KPPDFCompressedObjects::Location location;
+        for (size_t i = 0; compressed_ && i < objects.size(); i++)
+            if (!objects[i] && compressed_->location(oldNumbers[i], &location))
+                unwritten_[location.stream]++;
+    }
+    // The object numbered number was copied.
+    void written(uint32_t number) {
+        KPPDFCompressedObjects::Location location;
+        if (!compressed_ || !compressed_->location(number, &location))
+            return;
+        auto left = unwritten_.find(location.stream);
+        if (left == unwritten_.end() || --left->second != 0)
+            return;
+        released_ += compressed_->release(location.stream);
+        if (released_ >= kReleasedToReturn) {
+            // Decoded streams are small blocks amid others: the allocator keeps them unless
+            // asked to hand the free pages back, and the new file cannot use them.
+            KPPDFReturnFreeMemory();
+            released_ = 0;
+        }
+    }
+
+private:
+    KPPDFCompressedObjects* compressed_;
+    std::unordered_map<uint32_t, uint32_t> unwritten_;
+    size_t released_ = 0;
+};
+
 // About how many bytes an object's text takes: what it took in its source (exact for the
 // untouched ones, which are copied as they stand), a guess for objects made in memory.
 size_t estimatedLength(KPPDFObject& object) {
@@ -269,18 +306,7 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
     out.append("%PDF-1.3");
     out.append(eolText_);
     std::vector<uint64_t> offsets(objects_.size() + 1, 0);
-    // Objects added by number are copied from where they are; an object stream whose last
-    // such object is written is let go (it would be decoded again if asked for later), so
-    // that the decoded streams shrink as the new file grows.
-    KPPDFCompressedObjects* compressed = document_.compressedObjects_.get();
-    std::unordered_map<uint32_t, uint32_t> unwritten;
-    size_t released = 0;
-    if (compressed) {
-        KPPDFCompressedObjects::Location location;
-        for (size_t i = 0; i < objects_.size(); i++)
-            if (!objects_[i] && compressed->location(oldNumbers_[i], &location))
-                unwritten[location.stream]++;
-    }
+    StreamRelease streams(document_.compressedObjects_.get(), objects_, oldNumbers_);
     Scope scope(this);
     KPPDFDocument* encrypting = encryptingDocument;
     char header[32];
@@ -305,23 +331,11 @@ bool KPPDFWriteSession::write(KPPDFObjectDictionary& trailer, const KPPDFObject*
                 out.append("null");
             }
         };
-        KPPDFCompressedObjects::Location location;
         if (objects_[i]) {
             append(objects_[i].get());
         } else {
             document_.useObject(oldNumbers_[i], append);
-            if (compressed && compressed->location(oldNumbers_[i], &location))
-                if (auto left = unwritten.find(location.stream);
-                    left != unwritten.end() && --left->second == 0) {
-                    released += compressed->release(location.stream);
-                    if (released >= kReleasedToReturn) {
-                        // Decoded streams are small blocks amid others: the allocator keeps
-                        // them unless asked to hand the free pages back, and the new file
-                        // cannot use them.
-                        KPPDFReturnFreeMemory();
-                        released = 0;
-                    }
-                }
+            streams.written(oldNumbers_[i]);
         }
         out.append(eolText_);
         out.append("endobj");
