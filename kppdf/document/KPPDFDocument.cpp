@@ -96,12 +96,24 @@ bool KPPDFDocument::isUnread(uint32_t number) const {
            pending_[number].generation != kNoPlaceholder;
 }
 
+namespace {
+// Small enough that the file's pages never add much to the process; large enough that pages
+// read again come back rarely.
+constexpr uint64_t kReleaseInterval = 2 << 20;
+// A read brings in the pages around it as well (the system maps ahead on a fault).
+constexpr uint64_t kMappedAround = 64 << 10;
+} // namespace
+
+void KPPDFDocument::noteFileOffsetRead(uint64_t offset) {
+    // Reads close together share the pages mapped around the first.
+    uint64_t window = offset / kMappedAround;
+    if (window == lastWindowRead_)
+        return;
+    lastWindowRead_ = window;
+    noteFileBytesRead(0);
+}
+
 void KPPDFDocument::noteFileBytesRead(uint64_t length) {
-    // Small enough that the file's pages never add much to the process; large enough that
-    // pages read again come back rarely.
-    constexpr uint64_t kReleaseInterval = 2 << 20;
-    // A read brings in the pages around it as well (the system maps ahead on a fault).
-    constexpr uint64_t kMappedAround = 64 << 10;
     fileBytesSinceRelease_ += std::max(length, kMappedAround);
     if (fileBytesSinceRelease_ >= kReleaseInterval) {
         docData_.releaseResidentPages();

@@ -293,6 +293,9 @@ protected:
     // copied by the writer); every few megabytes the file's pages are dropped from memory, as
     // each was needed for a moment only.
     void noteFileBytesRead(uint64_t length);
+    // The same for a small read at offset (an object's header, say), counted once per stretch
+    // of the file that a read brings in.
+    void noteFileOffsetRead(uint64_t offset);
     // For the writer, which copies most of a file's objects once each: true when nothing has
     // looked the object up yet (the table holds only its place).
     bool isUnread(uint32_t number) const;
@@ -353,6 +356,7 @@ protected:
     uint32_t nameCount_ = 0;
     bool decryptedAtOpening_ = false;
     uint64_t fileBytesSinceRelease_ = 0;
+    uint64_t lastWindowRead_ = UINT64_MAX;
     std::string encryptKey_;
     int32_t encryptionStatus_ = 0;
     std::string path_;

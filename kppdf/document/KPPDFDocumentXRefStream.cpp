@@ -149,6 +149,8 @@ bool KPPDFTrailer::setupStream() {
             // Type 0 (free) and unknown types stand for the null object.
         }
     }
+    // Entered in the table, the entries are not needed again.
+    entryData_ = KPPDFData();
     return true;
 }
 
@@ -192,7 +194,7 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         index.loading = false;
         if (!loaded) {
             index.failed = true;
-            index.entries = {};
+            index.entries = std::vector<KPPDFCompressedObjects::Entry>();
             return nullptr;
         }
     }

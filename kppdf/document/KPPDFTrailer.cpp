@@ -240,6 +240,8 @@ bool KPPDFTrailer::enterObjectAtOffset(uint32_t number, uint32_t generation, uin
                  static_cast<unsigned long long>(offset));
         return false;
     }
+    // Checking every entry this way reads the whole file: its pages go as the check goes on.
+    document_->noteFileOffsetRead(offset);
     if (number == 0 || !acceptsNumber(number))
         return true;
     document_->enterPlaceholder(number, generation, static_cast<uint32_t>(header.position));
@@ -412,8 +414,9 @@ bool KPPDFTrailer::setupScan() {
     for (size_t i = 0; i < hits_.size(); i++)
         if (marks_[i] & kMarkObjectStream)
             enterScannedObjectStream(i, streamNumbers);
-    hits_ = {};
-    marks_ = {};
+    // Let the memory go (assigning {} would keep it).
+    hits_ = std::vector<ScanHit>();
+    marks_ = decltype(marks_)();
     return true;
 }
 

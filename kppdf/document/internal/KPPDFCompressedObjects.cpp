@@ -70,7 +70,7 @@ void KPPDFCompressedObjects::releaseIndex(StreamIndex& index) {
         index.decoded = false;
     }
     index.data = KPPDFData();
-    index.entries = {};
+    index.entries = std::vector<Entry>(); // assigning {} would keep the memory
 }
 
 size_t KPPDFCompressedObjects::release(uint32_t stream) {
