@@ -1,6 +1,7 @@
 // The page tree (ISO 32000-1, 7.7.3), named destinations (7.7.4 and 12.3.2.3), the outline
 // (12.3.3), and the page list that the rest of the library works from.
 #include <cmath>
+#include <functional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "kppdf/document/KPPDFDestination.h"
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFOutline.h"
+#include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -32,9 +34,14 @@ std::string typeText(const KPPDFRef<KPPDFObject>& type) {
 // Depth-first, left to right, without recursion: a tree as deep as the file likes cannot
 // exhaust the stack. Every node is taken once, so a node listing an ancestor (or any node
 // listed twice) cannot make the walk loop or repeat pages. root (may be null) counts as seen.
+// visit, when given, is called with each page as it is found and the source the dictionary
+// had before the walk parsed it (empty if it was parsed already).
+using PageVisitor =
+    std::function<void(const KPPDFRef<KPPDFObjectDictionary>&, KPPDFObjectDictionary::Source)>;
 void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kids,
                   KPPDFObjectList& pagesObjects,
-                  std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects) {
+                  std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects,
+                  const PageVisitor& visit = nullptr) {
     struct Level {
         KPPDFRef<KPPDFObjectArray> kids;
         size_t next;
@@ -55,6 +62,9 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
         }
         KPPDFRef<KPPDFObject> kid = level.kids->value()[level.next++];
         auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
+        KPPDFObjectDictionary::Source source;
+        if (visit && node && !node->isParsed())
+            source = node->source(); // before Type is looked up, which parses it
         KPPDFRef<KPPDFObject> type = node ? node->resolvedObjectForKey("Type") : nullptr;
         KPPDFObjectName* typeName = type ? type->asName() : nullptr;
         bool isPages = typeName && typeName->value() == "Pages";
@@ -81,6 +91,9 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
         }
         if (isPage) {
             pageObjects.push_back(std::move(node));
+            type.reset(); // an entry of the page, which the visitor may let go
+            if (visit)
+                visit(pageObjects.back(), std::move(source));
             continue;
         }
         pagesObjects.push_back(kid);
@@ -129,6 +142,30 @@ bool KPPDFDocument::prepPages() {
     pages_.clear();
     if (!pagesObject_)
         return false;
+    KPPDFRef<KPPDFObject> countObject = pagesObject_->resolvedObjectForKey("Count");
+    bool countUsable = countObject && countObject->isNumber() && countObject->longLongValue() >= 0;
+    auto declared = countUsable ? static_cast<uint32_t>(countObject->longLongValue()) : 0;
+
+    // Most pages of a large document are never looked at beyond their boxes, and a parsed
+    // dictionary takes several times the room of its text: with the boxes cached, a page's
+    // dictionary goes back to its text as soon as the walk has made the page, and is parsed
+    // again when its entries are asked for. Strings of an encrypted file are decrypted as they
+    // are read, so its dictionaries stay parsed.
+    bool keepParsed = encryptionStatus_ != 0 || !encryptKey_.empty() ||
+                      (trailer_ && trailer_->trailerDictionary()->objectForKey("Encrypt"));
+    bool changed = false;
+    auto makePage = [&](const KPPDFRef<KPPDFObjectDictionary>& dictionary,
+                        KPPDFObjectDictionary::Source source) {
+        if (countUsable && pages_.size() >= declared)
+            return; // past Count: found, but not the document's
+        KPPDFRef<KPPDFPage> page =
+            KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(pages_.size()), dictionary);
+        bool imprinted = page->setupImprints();
+        changed |= imprinted;
+        if (!imprinted && !keepParsed && !source.data.isNull() && page->cacheGeometry())
+            dictionary->unparse(std::move(source));
+        pages_.push_back(std::move(page));
+    };
     KPPDFObjectList pagesObjects;
     std::vector<KPPDFRef<KPPDFObjectDictionary>> pageObjects;
     bool rootIsPage = pagesObject_->hasName("Type", "Page");
@@ -136,35 +173,22 @@ bool KPPDFDocument::prepPages() {
         // A catalogue whose Pages is a page itself: a one-page document.
         KPPDFLog("Page tree root is a Page; taken as the only page");
         pageObjects.push_back(pagesObject_);
+        makePage(pagesObject_, {});
     } else {
         walkPageTree(pagesObject_.get(),
                      pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"), pagesObjects,
-                     pageObjects);
+                     pageObjects, makePage);
     }
 
-    size_t count = pageObjects.size();
-    KPPDFRef<KPPDFObject> countObject = pagesObject_->resolvedObjectForKey("Count");
-    if (!countObject || !countObject->isNumber() || countObject->longLongValue() < 0) {
+    size_t found = pageObjects.size();
+    if (!countUsable) {
         if (!rootIsPage)
-            KPPDFLog("Page tree has no usable Count; using the %zu pages found", count);
-    } else {
-        auto declared = static_cast<uint32_t>(countObject->longLongValue());
-        if (declared > count) {
-            KPPDFLog("Page tree Count %u exceeds the %zu pages found; using those", declared,
-                     count);
-        } else if (declared < count) {
-            KPPDFLog("Page tree Count %u is below the %zu pages found; using the first %u",
-                     declared, count, declared);
-            count = declared;
-        }
-    }
-
-    bool changed = false;
-    pages_.reserve(count);
-    for (size_t i = 0; i < count; i++) {
-        pages_.push_back(
-            KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(i), pageObjects[i]));
-        changed |= pages_.back()->setupImprints();
+            KPPDFLog("Page tree has no usable Count; using the %zu pages found", found);
+    } else if (declared > found) {
+        KPPDFLog("Page tree Count %u exceeds the %zu pages found; using those", declared, found);
+    } else if (declared < found) {
+        KPPDFLog("Page tree Count %u is below the %zu pages found; using the first %u", declared,
+                 found, declared);
     }
     return changed;
 }

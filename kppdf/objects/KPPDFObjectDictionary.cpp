@@ -161,6 +161,30 @@ bool KPPDFObjectDictionary::parse() {
     return true;
 }
 
+KPPDFObjectDictionary::Source KPPDFObjectDictionary::source() const {
+    std::string_view bytes = untouchedBytes();
+    if (bytes.empty() || bytes.size() > UINT32_MAX)
+        return {};
+    if (document_ && objectData_.sharesStorageWith(document_->docData()))
+        return {objectData_, offset_, static_cast<uint32_t>(bytes.size())};
+    return {KPPDFData::dataWithBytes(bytes.data(), bytes.size()), 0,
+            static_cast<uint32_t>(bytes.size())};
+}
+
+bool KPPDFObjectDictionary::unparse(Source source) {
+    if (!parsed_ || source.data.isNull() || source.offset >= source.data.length())
+        return false;
+    for (auto& [key, entry] : map_)
+        if (entry && entry.use_count() > 1)
+            return false;
+    map_ = KPPDFObjectMap();
+    objectData_ = std::move(source.data);
+    offset_ = source.offset;
+    rawLength_ = source.length;
+    parsed_ = false;
+    return true;
+}
+
 KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectForKey(std::string_view key) {
     KPPDFObjectMap& map = value();
     auto found = map.find(key);

@@ -26,6 +26,21 @@ public:
     // The source bytes while the object is still unparsed (written back as they are); empty
     // once it has been parsed or when it was made in memory.
     std::string_view untouchedBytes() const;
+    // Where an unparsed dictionary read from a file can be parsed from again: the document's
+    // own buffer is shared; any other (a decoded object stream) is copied down to the
+    // dictionary's bytes, so that it can go. Empty (null data) once parsed or when made in
+    // memory.
+    struct Source {
+        KPPDFData data;
+        uint64_t offset = 0;
+        uint32_t length = 0;
+    };
+    Source source() const;
+    // Forgets the parsed entries and goes back to being unparsed, bound to source (taken with
+    // source() before parsing), when nothing but this dictionary holds an entry; false, and
+    // nothing changed, otherwise. Only for a dictionary that was read, never edited: an edit
+    // would be lost.
+    bool unparse(Source source);
     bool isDirectOnly() const { return directOnly_; }
     uint64_t offset() const { return offset_; }
     const KPPDFData& objectData() const { return objectData_; }

@@ -96,6 +96,21 @@ KPPDFRect KPPDFPage::mediaBox() {
     return box;
 }
 
+bool KPPDFPage::cacheGeometry() {
+    if (cachedMediaBox_.size.width == 0 && cachedMediaBox_.size.height == 0) {
+        auto array = pageDictionary_ ? KPPDFCast<KPPDFObjectArray>(
+                                           pageDictionary_->objectFromAncestorsForKey("MediaBox"))
+                                     : nullptr;
+        KPPDFRect box = array ? getPDFRectFromArray(*array) : KPPDFRect();
+        if (box.size.width == 0 && box.size.height == 0)
+            return false;
+        cachedMediaBox_ = box;
+    }
+    cropBox(nullptr);
+    rotate(nullptr);
+    return true;
+}
+
 bool KPPDFPage::cropBox(KPPDFRect* box) {
     if (cachedCropBox_.size.width == 0 && cachedCropBox_.size.height == 0) {
         KPPDFRef<KPPDFObjectArray> array;
@@ -244,8 +259,8 @@ void KPPDFPage::resetContent() {
     pageFonts_ = FontMap();
     textBlobs_.clear();
     baselines_.clear();
-    gstate_ = std::make_shared<KPPDFGraphicsState>();
-    gstateStack_ = {gstate_};
+    gstate_.reset();
+    gstateStack_ = std::vector<KPPDFRef<KPPDFGraphicsState>>();
     pageString_ = KPPDFAttributedString();
     decodedStreams_.clear();
     preparedForSearch_ = false;
@@ -291,8 +306,10 @@ KPPDFRef<KPPDFPage> KPPDFPage::copy() const {
     // The fonts are shared (they belong to the document's font list); the graphics state is
     // copied, since the interpreter changes it in place and the pages must not disturb each other.
     page->pageFonts_ = pageFonts_;
-    page->gstate_ = gstate_ ? gstate_->copy() : std::make_shared<KPPDFGraphicsState>();
-    page->gstateStack_ = {page->gstate_};
+    if (gstate_) {
+        page->gstate_ = gstate_->copy();
+        page->gstateStack_ = {page->gstate_};
+    }
     page->processedAnnotations_ = processedAnnotations_;
     if (preparedForSearch_) {
         page->baselines_ = baselines_;

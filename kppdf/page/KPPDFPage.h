@@ -68,6 +68,9 @@ public:
     // True and *rotation (may be null) set when the page or an ancestor has Rotate; the value is
     // reduced to 0..359 and 0 is reported as kRotationNone. False leaves *rotation untouched.
     bool rotate(uint32_t* rotation);
+    // Reads and caches the media box, crop box and rotation without changing the dictionary:
+    // false when the page has no usable media box (mediaBox would give it one).
+    bool cacheGeometry();
     // Writes Rotate (degrees modulo 360) on the page itself, even when it was inherited.
     void setRotate(uint32_t degrees);
     // [x y x+width y+height] as four reals.
@@ -150,11 +153,17 @@ public:
     FontMap& pageFonts() { return pageFonts_; }
     void setPageFonts(FontMap fonts) { pageFonts_ = std::move(fonts); }
     // The current state while content is read; never null.
-    const KPPDFRef<KPPDFGraphicsState>& gstate() const { return gstate_; }
+    const KPPDFRef<KPPDFGraphicsState>& gstate() const {
+        startGstate();
+        return gstate_;
+    }
     // A null state is ignored.
     void setGstate(KPPDFRef<KPPDFGraphicsState> state);
     // The q/Q stack; its first element is the initial state.
-    std::vector<KPPDFRef<KPPDFGraphicsState>>& gstateStack() { return gstateStack_; }
+    std::vector<KPPDFRef<KPPDFGraphicsState>>& gstateStack() {
+        startGstate();
+        return gstateStack_;
+    }
     // Shown strings in content order until they are sorted.
     std::vector<KPPDFRef<KPPDFTextBlob>>& textBlobs() { return textBlobs_; }
     void setTextBlobs(std::vector<KPPDFRef<KPPDFTextBlob>> blobs) { textBlobs_ = std::move(blobs); }
@@ -250,8 +259,11 @@ private:
     void interpretContent(ContentContext& context);
     void drawXObject(ContentContext& context, std::string_view name);
     FontMap pageFonts_;
-    KPPDFRef<KPPDFGraphicsState> gstate_ = std::make_shared<KPPDFGraphicsState>();
-    std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_{gstate_};
+    // Made when first needed (most pages of a large document never read their content): a
+    // fresh state and the stack holding it.
+    void startGstate() const;
+    mutable KPPDFRef<KPPDFGraphicsState> gstate_;
+    mutable std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_;
     std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs_;
     std::vector<KPPDFRef<KPPDFImage>> images_;
     // The streams whose decoded bytes parsing asked for, so releaseContent can drop them.

@@ -278,9 +278,18 @@ struct KPPDFPage::ContentContext {
     uint32_t ignoredSaves = 0;
 };
 
+void KPPDFPage::startGstate() const {
+    if (gstate_)
+        return;
+    gstate_ = std::make_shared<KPPDFGraphicsState>();
+    gstateStack_ = {gstate_};
+}
+
 void KPPDFPage::setGstate(KPPDFRef<KPPDFGraphicsState> state) {
-    if (state)
-        gstate_ = std::move(state);
+    if (!state)
+        return;
+    startGstate();
+    gstate_ = std::move(state);
 }
 
 void KPPDFPage::setupFontInfo(const KPPDFRef<KPPDFObjectDictionary>& resources) {
@@ -368,12 +377,14 @@ void KPPDFPage::releaseContent() {
 }
 
 void KPPDFPage::handleTd(float tx, float ty) {
+    startGstate();
     KPPDFAffineTransform matrix = translation(tx, ty).concat(gstate_->textLineMatrix());
     gstate_->setTextMatrix(matrix);
     gstate_->setTextLineMatrix(matrix);
 }
 
 void KPPDFPage::interpretContent(ContentContext& context) {
+    startGstate();
     ContentContext::Run& run = *context.run;
     const KPPDFData& data = context.content.data;
     if (run.bytesRead + data.length() > kMaxInterpretedBytes) {
@@ -710,6 +721,7 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
 }
 
 void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFRange range) {
+    startGstate();
     if (!stream)
         return;
     KPPDFData data = stream->decodedData();

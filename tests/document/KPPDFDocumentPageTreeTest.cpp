@@ -591,6 +591,8 @@ TEST(KPPDFDocumentPageTreeFixtures, InheritedBoxesAndRotations) {
     };
     for (uint32_t i = 0; i < 5; i++) {
         KPPDFPage& page = *document->pageAtIndex(i);
+        // Opening cached the boxes and let the dictionaries go back to their text.
+        EXPECT_FALSE(page.pageDictionary()->isParsed()) << i;
         EXPECT_EQ(page.mediaBox(), pages[i].media) << i;
         KPPDFRect crop;
         EXPECT_EQ(page.cropBox(&crop), pages[i].hasCrop) << i;
@@ -724,6 +726,8 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
     EXPECT_EQ(kept->document(), nullptr);
     EXPECT_EQ(kept->pageDictionary()->document(), nullptr);
     EXPECT_EQ(kept->mediaBox(), KPPDFMakeRect(0, 0, 612, 792));
+    // Its dictionary, unparsed since opening, still reads from the file's bytes it holds.
+    EXPECT_TRUE(kept->pageDictionary()->hasName("Type", "Page"));
     EXPECT_EQ(destination->page(), kept);
     kept.reset();
     EXPECT_EQ(destination->page(), nullptr);

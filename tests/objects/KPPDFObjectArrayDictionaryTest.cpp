@@ -73,6 +73,33 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
     EXPECT_EQ(dictionary->objectForKey("Pages")->objectType(), KPPDFObjectTypeReference);
     EXPECT_EQ(dictionary->directObject(), "<< /Pages 2 0 R /Type /Catalog>>");
 
+    // Back to its text, taken before the parse (the document's buffer is shared): refused while
+    // a caller holds an entry; then written byte for byte again and parsed again when asked.
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, dictionaryText, false));
+    KPPDFObjectDictionary::Source source = dictionary->source();
+    EXPECT_TRUE(source.data.sharesStorageWith(doc.docData()));
+    KPPDFRef<KPPDFObject> held = dictionary->objectForKey("Pages");
+    EXPECT_FALSE(dictionary->unparse(source));
+    EXPECT_TRUE(dictionary->isParsed());
+    held.reset();
+    EXPECT_TRUE(dictionary->unparse(source));
+    EXPECT_FALSE(dictionary->isParsed());
+    EXPECT_FALSE(dictionary->unparse(source));
+    EXPECT_EQ(dictionary->directObject(), "<</Type  /Catalog%note\n/Pages 2 0 R>>");
+    EXPECT_EQ(dictionary->objectForKey("Pages")->directObject(), "2 0 R");
+    // Any other buffer (a decoded object stream) is copied down to the dictionary's bytes.
+    KPPDFData other = KPPDFData::dataWithString("x<< /A [1 2] >>\nendobj\n");
+    dictionary = KPPDFObjectDictionary::dictionaryAtOffset(1, &doc, other, false, false);
+    ASSERT_TRUE(dictionary);
+    source = dictionary->source();
+    EXPECT_FALSE(source.data.sharesStorageWith(other));
+    EXPECT_EQ(source.data.view(), "<< /A [1 2] >>");
+    EXPECT_EQ(dictionary->objectForKey("A")->directObject(), "[1 2]");
+    EXPECT_TRUE(dictionary->unparse(std::move(source)));
+    other = KPPDFData();
+    EXPECT_EQ(dictionary->directObject(), "<< /A [1 2] >>");
+    EXPECT_EQ(dictionary->resolvedObjectForKey<KPPDFObjectArray>("A")->count(), 2u);
+
     // A stream dictionary's bytes end where "stream" starts.
     dictionary = KPPDFObjectDictionary::dictionaryAtOffset(
         1, &doc, KPPDFData::dataWithString("\n<< /Length 3 >>\nstream\nabc\nendstream"), false,
