@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kppdf/document/KPPDFTrailer.h"
+#include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/platform/KPPDFLog.h"
@@ -103,6 +104,10 @@ constexpr uint64_t kReleaseInterval = 2 << 20;
 // A read brings in the pages around it as well (the system maps ahead on a fault).
 constexpr uint64_t kMappedAround = 64 << 10;
 } // namespace
+
+bool KPPDFDocument::trailerHasEncrypt() const {
+    return trailer_ && trailer_->trailerDictionary()->objectForKey("Encrypt");
+}
 
 void KPPDFDocument::noteFileOffsetRead(uint64_t offset) {
     // Reads close together share the pages mapped around the first.

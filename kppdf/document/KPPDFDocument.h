@@ -296,6 +296,8 @@ protected:
     // The same for a small read at offset (an object's header, say), counted once per stretch
     // of the file that a read brings in.
     void noteFileOffsetRead(uint64_t offset);
+    // The file is encrypted (its trailer has "Encrypt"), whether or not the key is known yet.
+    bool trailerHasEncrypt() const;
     // For the writer, which copies most of a file's objects once each: true when nothing has
     // looked the object up yet (the table holds only its place).
     bool isUnread(uint32_t number) const;

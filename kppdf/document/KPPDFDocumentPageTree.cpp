@@ -9,7 +9,6 @@
 #include "kppdf/document/KPPDFDestination.h"
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFOutline.h"
-#include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -151,8 +150,7 @@ bool KPPDFDocument::prepPages() {
     // dictionary goes back to its text as soon as the walk has made the page, and is parsed
     // again when its entries are asked for. Strings of an encrypted file are decrypted as they
     // are read, so its dictionaries stay parsed.
-    bool keepParsed = encryptionStatus_ != 0 || !encryptKey_.empty() ||
-                      (trailer_ && trailer_->trailerDictionary()->objectForKey("Encrypt"));
+    bool keepParsed = encryptionStatus_ != 0 || !encryptKey_.empty() || trailerHasEncrypt();
     bool changed = false;
     auto makePage = [&](const KPPDFRef<KPPDFObjectDictionary>& dictionary,
                         KPPDFObjectDictionary::Source source) {

@@ -160,8 +160,7 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         return nullptr;
     // In an encrypted file, object streams are encrypted: before the key is known (the page
     // tree looked up while opening), their objects cannot be read yet, and that is no fault.
-    if (encryptionStatus_ == 0 && encryptKey_.empty() && trailer_ &&
-        trailer_->trailerDictionary()->objectForKey("Encrypt"))
+    if (encryptionStatus_ == 0 && encryptKey_.empty() && trailerHasEncrypt())
         return nullptr;
     // Loading resolves other objects and may add indexes of other streams; the map's nodes
     // stay where they are, so this reference remains valid.

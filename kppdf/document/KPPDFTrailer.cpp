@@ -416,7 +416,7 @@ bool KPPDFTrailer::setupScan() {
             enterScannedObjectStream(i, streamNumbers);
     // Let the memory go (assigning {} would keep it).
     hits_ = std::vector<ScanHit>();
-    marks_ = decltype(marks_)();
+    marks_ = std::vector<uint8_t>();
     return true;
 }
 

@@ -79,14 +79,18 @@ void KPPDFPage::installEntry(std::string_view key, KPPDFRef<KPPDFObject> value) 
     setPageDictionary(std::move(replacement));
 }
 
+KPPDFRect KPPDFPage::storedMediaBox() {
+    auto array =
+        pageDictionary_
+            ? KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("MediaBox"))
+            : nullptr;
+    return array ? getPDFRectFromArray(*array) : KPPDFRect();
+}
+
 KPPDFRect KPPDFPage::mediaBox() {
     if (cachedMediaBox_.size.width != 0 || cachedMediaBox_.size.height != 0)
         return cachedMediaBox_;
-    KPPDFRect box;
-    if (pageDictionary_)
-        if (auto array =
-                KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("MediaBox")))
-            box = getPDFRectFromArray(*array);
+    KPPDFRect box = storedMediaBox();
     if (box.size.width == 0 && box.size.height == 0) {
         KPPDFSize paper = KPPDFPrintInfo::paperSize();
         box = KPPDFMakeRect(0, 0, paper.width, paper.height);
@@ -98,10 +102,7 @@ KPPDFRect KPPDFPage::mediaBox() {
 
 bool KPPDFPage::cacheGeometry() {
     if (cachedMediaBox_.size.width == 0 && cachedMediaBox_.size.height == 0) {
-        auto array = pageDictionary_ ? KPPDFCast<KPPDFObjectArray>(
-                                           pageDictionary_->objectFromAncestorsForKey("MediaBox"))
-                                     : nullptr;
-        KPPDFRect box = array ? getPDFRectFromArray(*array) : KPPDFRect();
+        KPPDFRect box = storedMediaBox();
         if (box.size.width == 0 && box.size.height == 0)
             return false;
         cachedMediaBox_ = box;

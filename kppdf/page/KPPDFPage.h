@@ -234,6 +234,8 @@ public:
 
 private:
     void installEntry(std::string_view key, KPPDFRef<KPPDFObject> value);
+    // The media box the dictionary or an ancestor gives; the zero rectangle without one.
+    KPPDFRect storedMediaBox();
     void clearGeometryCaches();
 
     KPPDFDocument* pageDocument_ = nullptr; // not owned
