@@ -78,6 +78,10 @@ public:
     // Loads an object kept in an object stream (ISO 32000-1, 7.5.7); null when it cannot be had.
     // References call it for table entries that are compressed.
     KPPDFRef<KPPDFObject> compressedObject(uint32_t number);
+    // While a walk over a document of this many pages reads most of its object streams, a
+    // second thread inflates them ahead of it (not in encrypted files, nor in small ones).
+    void startInflatingAhead(uint32_t pages);
+    void stopInflatingAhead();
 
     // ---- Pages, names, destinations, outline (KPPDFDocumentPageTree.cpp) ----
     // Deeper page tree nodes, name tree nodes and outline items are skipped with a log line.
@@ -86,6 +90,10 @@ public:
     static constexpr int kMaxOutlineDepth = 256;
     // Rebuilds the page list from the page tree; true when a page's imprint set-up changed it.
     bool prepPages();
+    // The object streams a walk of the page tree will inflate, in the order it first needs
+    // them: the tree's nodes are read (and their streams inflated), the pages are not; a kid of
+    // a node whose Count says it has pages alone is taken for a page unread.
+    std::vector<uint32_t> forecastObjectStreams();
     // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.
     void processKids(const KPPDFRef<KPPDFObjectArray>& kids, KPPDFObjectList& pagesObjects,
                      std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects);

@@ -2,7 +2,9 @@
 // it is unusable), the file identifier and the security handler's first password check.
 #include <uuid/uuid.h>
 
+#include <algorithm>
 #include <chrono>
+#include <climits>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFTrailer.h"
@@ -87,7 +89,13 @@ void KPPDFDocument::processStructure() {
     KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
     if (streams)
         streams->setBudget(kPageWalkStreamBudget);
+    KPPDFRef<KPPDFObject> count =
+        pagesObject_ ? pagesObject_->resolvedObjectForKey("Count") : nullptr;
+    if (count && count->isNumber() && count->longLongValue() > 0)
+        startInflatingAhead(
+            static_cast<uint32_t>(std::min<long long>(count->longLongValue(), UINT32_MAX)));
     bool changed = prepPages();
+    stopInflatingAhead();
     if (streams)
         streams->setBudget(0);
     if (changed) {

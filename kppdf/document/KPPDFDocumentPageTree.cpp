@@ -9,6 +9,7 @@
 #include "kppdf/document/KPPDFDestination.h"
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFOutline.h"
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -30,13 +31,31 @@ std::string typeText(const KPPDFRef<KPPDFObject>& type) {
     return type->description();
 }
 
+// The entries of a page dictionary that the page's set-up reads: the walk reads them alone from
+// a plain dictionary (KPPDFObjectDictionary::peekEntries), which then need not be parsed.
+enum PageKey {
+    kPageType,
+    kPageParent,
+    kPageMediaBox,
+    kPageCropBox,
+    kPageRotate,
+    kPageImprints,
+    kPageKeys
+};
+constexpr std::string_view kPageKeyNames[kPageKeys] = {"Type",    "Parent", "MediaBox",
+                                                       "CropBox", "Rotate", "ParvelImprints"};
+struct PageEntries {
+    KPPDFRef<KPPDFObject> values[kPageKeys];
+};
+
 // Depth-first, left to right, without recursion: a tree as deep as the file likes cannot
 // exhaust the stack. Every node is taken once, so a node listing an ancestor (or any node
 // listed twice) cannot make the walk loop or repeat pages. root (may be null) counts as seen.
-// visit, when given, is called with each page as it is found and the source the dictionary
-// had before the walk parsed it (empty if it was parsed already).
-using PageVisitor =
-    std::function<void(const KPPDFRef<KPPDFObjectDictionary>&, KPPDFObjectDictionary::Source)>;
+// visit, when given, is called with each page as it is found, the source the dictionary had
+// before the walk read it (empty if it was parsed already), and, when the dictionary is still
+// unparsed, the entries the walk read from it.
+using PageVisitor = std::function<void(const KPPDFRef<KPPDFObjectDictionary>&,
+                                       KPPDFObjectDictionary::Source, const PageEntries*)>;
 void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kids,
                   KPPDFObjectList& pagesObjects,
                   std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects,
@@ -62,9 +81,15 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
         KPPDFRef<KPPDFObject> kid = level.kids->value()[level.next++];
         auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
         KPPDFObjectDictionary::Source source;
-        if (visit && node && !node->isParsed())
-            source = node->source(); // before Type is looked up, which parses it
-        KPPDFRef<KPPDFObject> type = node ? node->resolvedObjectForKey("Type") : nullptr;
+        PageEntries entries;
+        bool peeked = false;
+        if (visit && node && !node->isParsed()) {
+            source = node->source(); // before Type is looked up, which may parse it
+            peeked = node->peekEntries(kPageKeyNames, entries.values);
+        }
+        KPPDFRef<KPPDFObject> type = peeked ? KPPDFObject::resolve(entries.values[kPageType])
+                                     : node ? node->resolvedObjectForKey("Type")
+                                            : nullptr;
         KPPDFObjectName* typeName = type ? type->asName() : nullptr;
         bool isPages = typeName && typeName->value() == "Pages";
         bool isPage = typeName && typeName->value() == "Page";
@@ -92,7 +117,8 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
             pageObjects.push_back(std::move(node));
             type.reset(); // an entry of the page, which the visitor may let go
             if (visit)
-                visit(pageObjects.back(), std::move(source));
+                visit(pageObjects.back(), std::move(source),
+                      peeked && !pageObjects.back()->isParsed() ? &entries : nullptr);
             continue;
         }
         pagesObjects.push_back(kid);
@@ -153,11 +179,27 @@ bool KPPDFDocument::prepPages() {
     bool keepParsed = encryptionStatus_ != 0 || !encryptKey_.empty() || trailerHasEncrypt();
     bool changed = false;
     auto makePage = [&](const KPPDFRef<KPPDFObjectDictionary>& dictionary,
-                        KPPDFObjectDictionary::Source source) {
+                        KPPDFObjectDictionary::Source source, const PageEntries* entries) {
         if (countUsable && pages_.size() >= declared)
             return; // past Count: found, but not the document's
         KPPDFRef<KPPDFPage> page =
             KPPDFPage::pageWithDocument(this, static_cast<uint32_t>(pages_.size()), dictionary);
+        if (entries && !entries->values[kPageImprints] && !keepParsed && !source.data.isNull()) {
+            // Read without parsing the dictionary: its own entries are those the walk read.
+            auto parent = KPPDFResolve<KPPDFObjectDictionary>(entries->values[kPageParent]);
+            auto lookup = [&](std::string_view key) -> KPPDFRef<KPPDFObject> {
+                for (int k = kPageMediaBox; k <= kPageRotate; k++)
+                    if (key == kPageKeyNames[k])
+                        if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]))
+                            return own;
+                return KPPDFObjectDictionary::objectFromParentsForKey(parent, key,
+                                                                      dictionary.get());
+            };
+            if (page->cacheGeometry(lookup) && dictionary->unparse(std::move(source))) {
+                pages_.push_back(std::move(page));
+                return;
+            }
+        }
         bool imprinted = page->setupImprints();
         changed |= imprinted;
         if (!imprinted && !keepParsed && !source.data.isNull() && page->cacheGeometry())
@@ -171,7 +213,7 @@ bool KPPDFDocument::prepPages() {
         // A catalogue whose Pages is a page itself: a one-page document.
         KPPDFLog("Page tree root is a Page; taken as the only page");
         pageObjects.push_back(pagesObject_);
-        makePage(pagesObject_, {});
+        makePage(pagesObject_, {}, nullptr);
     } else {
         walkPageTree(pagesObject_.get(),
                      pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids"), pagesObjects,
@@ -189,6 +231,68 @@ bool KPPDFDocument::prepPages() {
                  found, declared);
     }
     return changed;
+}
+
+std::vector<uint32_t> KPPDFDocument::forecastObjectStreams() {
+    std::vector<uint32_t> order;
+    KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
+    auto rootKids =
+        pagesObject_ ? pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids") : nullptr;
+    if (!streams || !rootKids)
+        return order;
+    struct Level {
+        KPPDFRef<KPPDFObjectArray> kids;
+        size_t next;
+        bool leaves; // the node's Count says all its kids are pages
+    };
+    auto leavesOnly = [](KPPDFObjectDictionary& node, KPPDFObjectArray& kids) {
+        KPPDFRef<KPPDFObject> count = node.resolvedObjectForKey("Count");
+        return count && count->objectType() == KPPDFObjectTypeInteger &&
+               count->longLongValue() == static_cast<long long>(kids.count());
+    };
+    std::vector<Level> levels{{rootKids, 0, leavesOnly(*pagesObject_, *rootKids)}};
+    std::unordered_set<uint32_t> listed;
+    NodeSet seen{pagesObject_.get()};
+    constexpr std::string_view kType[] = {"Type"};
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next >= level.kids->count()) {
+            levels.pop_back();
+            continue;
+        }
+        const KPPDFRef<KPPDFObject>& kid = level.kids->value()[level.next++];
+        KPPDFObjectReference* reference = kid ? kid->asReference() : nullptr;
+        KPPDFCompressedObjects::Location location;
+        if (reference && !reference->value() &&
+            streams->location(reference->objectNumber(), &location) &&
+            !streams->isDecoded(location.stream)) {
+            if (listed.insert(location.stream).second)
+                order.push_back(location.stream);
+            // A page: the walk reads it. A node below is read now (the walk would inflate its
+            // stream next anyway), to see further.
+            if (level.leaves)
+                continue;
+        }
+        auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
+        if (!node || !seen.insert(node.get()).second)
+            continue;
+        // Followed only when plainly a Pages node: a page must not be parsed here, the walk
+        // reads it without parsing.
+        KPPDFRef<KPPDFObject> type;
+        if (node->isParsed())
+            type = node->resolvedObjectForKey("Type");
+        else if (!node->peekEntries(kType, &type))
+            continue;
+        type = KPPDFObject::resolve(type);
+        if (!type || !type->asName() || type->asName()->value() != "Pages" ||
+            levels.size() >= static_cast<size_t>(kMaxPageTreeDepth))
+            continue;
+        if (auto below = node->resolvedObjectForKey<KPPDFObjectArray>("Kids")) {
+            bool leaves = leavesOnly(*node, *below);
+            levels.push_back({std::move(below), 0, leaves});
+        }
+    }
+    return order;
 }
 
 void KPPDFDocument::processKids(const KPPDFRef<KPPDFObjectArray>& kids,

@@ -1,4 +1,6 @@
 // Cross-reference streams and object streams (ISO 32000-1, 7.5.7 and 7.5.8).
+#include <algorithm>
+
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
@@ -7,6 +9,7 @@
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
+#include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/platform/KPPDFLog.h"
 
@@ -26,18 +29,42 @@ bool nonNegativeInteger(const KPPDFRef<KPPDFObject>& object, uint64_t* value) {
     return true;
 }
 
-// Decodes an object stream and reads its header into index.
-bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
-                      KPPDFCompressedObjects::StreamIndex& index) {
-    KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
+// Inflating object streams ahead of the opening walk pays for its thread from this many on.
+constexpr size_t kInflateAheadMinStreams = 16;
+
+// A stream whose only filter is FlateDecode, without parameters: its decoded bytes are what
+// zlib gives, whoever inflates them.
+bool plainFlate(KPPDFObjectStream& stream) {
+    KPPDFRef<KPPDFObjectDictionary> dictionary = stream.dictionary();
+    if (!dictionary || dictionary->objectForKey("DecodeParms"))
+        return false;
+    KPPDFRef<KPPDFObject> filter = dictionary->resolvedObjectForKey("Filter");
+    if (KPPDFObjectArray* array = filter ? filter->asArray() : nullptr)
+        filter = array->count() == 1 ? array->resolvedObjectAtIndex(0) : nullptr;
+    KPPDFObjectName* name = filter ? filter->asName() : nullptr;
+    return name && (name->value() == "FlateDecode" || name->value() == "Fl");
+}
+
+// The "N" and "First" of an object stream; false when stream is none.
+bool objectStreamSize(KPPDFObjectStream* stream, uint64_t* count, uint64_t* first) {
     KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
+    return dictionary && dictionary->hasName("Type", "ObjStm") &&
+           nonNegativeInteger(dictionary->resolvedObjectForKey("N"), count) &&
+           nonNegativeInteger(dictionary->resolvedObjectForKey("First"), first);
+}
+
+// Decodes an object stream and reads its header into index, unless the cache's helper read
+// them already.
+bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
+                      KPPDFCompressedObjects::StreamIndex& index, KPPDFCompressedObjects& cache) {
+    KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
     uint64_t count = 0, first = 0;
-    if (!dictionary || !dictionary->hasName("Type", "ObjStm") ||
-        !nonNegativeInteger(dictionary->resolvedObjectForKey("N"), &count) ||
-        !nonNegativeInteger(dictionary->resolvedObjectForKey("First"), &first)) {
+    if (!objectStreamSize(stream, &count, &first)) {
         KPPDFLog("Object %u is not an object stream", streamNumber);
         return false;
     }
+    if (cache.takeInflated(streamNumber, &index))
+        return true;
     KPPDFData data = stream->decodedData();
     if (!KPPDFCompressedObjects::readHeader(data, count, first, &index.entries)) {
         KPPDFLog("Object stream %u has a malformed header", streamNumber);
@@ -154,6 +181,42 @@ bool KPPDFTrailer::setupStream() {
     return true;
 }
 
+void KPPDFDocument::startInflatingAhead(uint32_t pages) {
+    if (!compressedObjects_ || trailerHasEncrypt() || pages < kInflateAheadMinStreams)
+        return;
+    std::vector<uint32_t> numbers = compressedObjects_->streamNumbers();
+    if (numbers.size() < kInflateAheadMinStreams)
+        return;
+    // The walk's own order where the page tree tells it, then the rest in ascending order (the
+    // order most files lay their pages out in).
+    std::vector<uint32_t> order = forecastObjectStreams();
+    std::vector<bool> forecast(numbers.size(), false);
+    for (uint32_t number : order) {
+        auto found = std::lower_bound(numbers.begin(), numbers.end(), number);
+        if (found != numbers.end() && *found == number)
+            forecast[static_cast<size_t>(found - numbers.begin())] = true;
+    }
+    for (size_t i = 0; i < numbers.size(); i++)
+        if (!forecast[i])
+            order.push_back(numbers[i]);
+    std::vector<KPPDFCompressedObjects::AheadJob> jobs;
+    jobs.reserve(order.size());
+    for (uint32_t number : order) {
+        useObject(number, [&](KPPDFObject* object) {
+            KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
+            uint64_t count = 0, first = 0;
+            if (objectStreamSize(stream, &count, &first) && plainFlate(*stream))
+                jobs.push_back({number, stream->rawData(), count, first});
+        });
+    }
+    compressedObjects_->startInflatingAhead(std::move(jobs));
+}
+
+void KPPDFDocument::stopInflatingAhead() {
+    if (compressedObjects_)
+        compressedObjects_->stopInflatingAhead();
+}
+
 KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
     KPPDFCompressedObjects::Location location;
     if (!compressedObjects_ || !compressedObjects_->location(number, &location))
@@ -185,7 +248,7 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         // file, its decrypted bytes) is let go once read, unless something else holds it.
         bool loaded = false;
         useObject(location.stream, [&](KPPDFObject* object) {
-            loaded = loadObjectStream(object, location.stream, index);
+            loaded = loadObjectStream(object, location.stream, index, *cache);
             if (object)
                 noteFileBytesRead(object->rawLength());
         });

@@ -507,6 +507,29 @@ bool KPPDFStreamDecode85(const uint8_t* input, size_t length, std::string* outpu
     }
 }
 
+bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::string* output,
+                           size_t maxOutput) {
+    if (!output)
+        return false;
+    output->clear();
+    if (!input && inputLength)
+        return false;
+    try {
+        InflateOutcome outcome = inflateGrowing(input, inputLength, MAX_WBITS, maxOutput, output);
+        if (outcome.status != Z_STREAM_END || outcome.capped) {
+            output->clear();
+            return false;
+        }
+        output->resize(outcome.produced);
+        if (output->capacity() - output->size() > 4096)
+            output->shrink_to_fit();
+        return true;
+    } catch (const std::bad_alloc&) {
+        output->clear();
+        return false;
+    }
+}
+
 bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* output,
                       size_t maxOutput) {
     if (!output)

@@ -42,6 +42,13 @@ bool KPPDFStreamDecode85(const uint8_t* input, size_t length, std::string* outpu
 bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* output,
                       size_t maxOutput = kKPPDFFilterFlateMaxOutput);
 
+// The same for a stream known to be sound: true only when input is one complete zlib stream
+// (checksum included) of at most maxOutput bytes, which leaves in *output exactly what
+// KPPDFFlateDecode gives. Logs nothing, and touches no shared state, so any thread may call it;
+// on false the caller decodes the usual way.
+bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::string* output,
+                           size_t maxOutput = kKPPDFFilterFlateMaxOutput);
+
 // "DecodeParms" of FlateDecode (ISO 32000-1, section 7.4.4.4), with their default values.
 struct KPPDFPredictorParams {
     int predictor = 1;

@@ -172,7 +172,7 @@ KPPDFObjectDictionary::Source KPPDFObjectDictionary::source() const {
 }
 
 bool KPPDFObjectDictionary::unparse(Source source) {
-    if (!parsed_ || source.data.isNull() || source.offset >= source.data.length())
+    if (source.data.isNull() || source.offset >= source.data.length())
         return false;
     for (auto& [key, entry] : map_)
         if (entry && entry.use_count() > 1)
@@ -219,15 +219,48 @@ KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolvedObjectForKey(std::string_vi
 KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectFromAncestorsForKey(std::string_view key) {
     if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key))
         return own;
-    KPPDFRef<KPPDFObjectDictionary> parent = resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
+    return objectFromParentsForKey(resolvedObjectForKey<KPPDFObjectDictionary>("Parent"), key,
+                                   this);
+}
+
+KPPDFRef<KPPDFObject>
+KPPDFObjectDictionary::objectFromParentsForKey(KPPDFRef<KPPDFObjectDictionary> parent,
+                                               std::string_view key,
+                                               const KPPDFObjectDictionary* child) {
     for (int i = 0; parent && i < kMaxParentChain; i++) {
-        if (parent.get() == this)
+        if (parent.get() == child)
             break;
         if (KPPDFRef<KPPDFObject> inherited = parent->resolvedObjectForKey(key))
             return inherited;
         parent = parent->resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
     }
     return nullptr;
+}
+
+bool KPPDFObjectDictionary::peekEntries(std::span<const std::string_view> keys,
+                                        KPPDFRef<KPPDFObject>* values) {
+    if (parsed_ || objectData_.isNull())
+        return false;
+    std::vector<KPPDFPlainEntry> entries;
+    entries.reserve(16);
+    if (!KPPDFPlainDictionaryEntries(objectData_, offset_, &entries))
+        return false;
+    for (size_t k = 0; k < keys.size(); k++) {
+        values[k] = nullptr;
+        const KPPDFPlainEntry* last = nullptr;
+        for (const KPPDFPlainEntry& entry : entries)
+            if (entry.key == keys[k])
+                last = &entry;
+        if (!last)
+            continue;
+        KPPDFRef<KPPDFObject> value =
+            KPPDFDocument::parseObject(document_, last->offset, objectData_, directOnly_, true);
+        if (!value || value->rawLength() == 0)
+            return false; // the parser reads it otherwise: it is to judge the whole
+        value->setContainer(this);
+        values[k] = std::move(value);
+    }
+    return true;
 }
 
 bool KPPDFObjectDictionary::hasName(std::string_view key, std::string_view name) {

@@ -1,4 +1,7 @@
 #pragma once
+#include <span>
+#include <string_view>
+
 #include "kppdf/objects/KPPDFObject.h"
 
 // A dictionary (type code 6). One read from a file body at top level is parsed only when its
@@ -39,7 +42,8 @@ public:
     // Forgets the parsed entries and goes back to being unparsed, bound to source (taken with
     // source() before parsing), when nothing but this dictionary holds an entry; false, and
     // nothing changed, otherwise. Only for a dictionary that was read, never edited: an edit
-    // would be lost.
+    // would be lost. An unparsed dictionary is bound to source instead of the bytes it was read
+    // from (its own copy of them, say, instead of a whole decoded object stream).
     bool unparse(Source source);
     bool isDirectOnly() const { return directOnly_; }
     uint64_t offset() const { return offset_; }
@@ -56,6 +60,15 @@ public:
     }
     // The entry for key here or in the nearest "Parent" that has it (inherited attributes).
     KPPDFRef<KPPDFObject> objectFromAncestorsForKey(std::string_view key);
+    // The same lookup from parent up, for a dictionary (child) whose own entry is absent.
+    static KPPDFRef<KPPDFObject> objectFromParentsForKey(KPPDFRef<KPPDFObjectDictionary> parent,
+                                                         std::string_view key,
+                                                         const KPPDFObjectDictionary* child);
+    // For a dictionary not parsed yet: the raw entries for keys alone, read without parsing the
+    // rest, when the dictionary is plain (see KPPDFPlainDictionaryEntries); values[i] stays null
+    // for a key it does not have. False, with nothing read, when it is parsed already or is not
+    // plain (objectForKey parses it).
+    bool peekEntries(std::span<const std::string_view> keys, KPPDFRef<KPPDFObject>* values);
     // Raw "Type" and "Subtype" entries.
     KPPDFRef<KPPDFObject> type() { return objectForKey("Type"); }
     KPPDFRef<KPPDFObject> subtype() { return objectForKey("Subtype"); }

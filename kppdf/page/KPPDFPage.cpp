@@ -79,11 +79,12 @@ void KPPDFPage::installEntry(std::string_view key, KPPDFRef<KPPDFObject> value) 
     setPageDictionary(std::move(replacement));
 }
 
+KPPDFRef<KPPDFObject> KPPDFPage::inheritedEntry(std::string_view key) {
+    return pageDictionary_ ? pageDictionary_->objectFromAncestorsForKey(key) : nullptr;
+}
+
 KPPDFRect KPPDFPage::storedMediaBox() {
-    auto array =
-        pageDictionary_
-            ? KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("MediaBox"))
-            : nullptr;
+    auto array = KPPDFCast<KPPDFObjectArray>(inheritedEntry("MediaBox"));
     return array ? getPDFRectFromArray(*array) : KPPDFRect();
 }
 
@@ -100,32 +101,32 @@ KPPDFRect KPPDFPage::mediaBox() {
     return box;
 }
 
-bool KPPDFPage::cacheGeometry() {
+bool KPPDFPage::cacheGeometry(const EntryLookup& lookup) {
+    auto entry = [&](std::string_view key) { return lookup ? lookup(key) : inheritedEntry(key); };
     if (cachedMediaBox_.size.width == 0 && cachedMediaBox_.size.height == 0) {
-        KPPDFRect box = storedMediaBox();
+        auto array = KPPDFCast<KPPDFObjectArray>(entry("MediaBox"));
+        KPPDFRect box = array ? getPDFRectFromArray(*array) : KPPDFRect();
         if (box.size.width == 0 && box.size.height == 0)
             return false;
         cachedMediaBox_ = box;
     }
-    cropBox(nullptr);
-    rotate(nullptr);
+    if (cachedCropBox_.size.width == 0 && cachedCropBox_.size.height == 0)
+        cacheCropBox(entry("CropBox"));
+    if (cachedRotation_ == 0)
+        cacheRotation(entry("Rotate"));
     return true;
 }
 
-bool KPPDFPage::cropBox(KPPDFRect* box) {
-    if (cachedCropBox_.size.width == 0 && cachedCropBox_.size.height == 0) {
-        KPPDFRef<KPPDFObjectArray> array;
-        if (pageDictionary_)
-            array =
-                KPPDFCast<KPPDFObjectArray>(pageDictionary_->objectFromAncestorsForKey("CropBox"));
-        if (array) {
-            cachedCropBox_ = getPDFRectFromArray(*array);
-            if (box)
-                *box = cachedCropBox_;
-            return true;
-        }
+void KPPDFPage::cacheCropBox(const KPPDFRef<KPPDFObject>& entry) {
+    if (auto array = KPPDFCast<KPPDFObjectArray>(entry))
+        cachedCropBox_ = getPDFRectFromArray(*array);
+    else
         cachedCropBox_.size = {kNoCropBox, kNoCropBox};
-    }
+}
+
+bool KPPDFPage::cropBox(KPPDFRect* box) {
+    if (cachedCropBox_.size.width == 0 && cachedCropBox_.size.height == 0)
+        cacheCropBox(inheritedEntry("CropBox"));
     if (cachedCropBox_.size.width == kNoCropBox || cachedCropBox_.size.height == kNoCropBox)
         return false;
     if (box)
@@ -133,22 +134,22 @@ bool KPPDFPage::cropBox(KPPDFRect* box) {
     return true;
 }
 
-bool KPPDFPage::rotate(uint32_t* rotation) {
-    if (cachedRotation_ == 0) {
-        KPPDFRef<KPPDFObject> entry;
-        if (pageDictionary_)
-            entry = pageDictionary_->objectFromAncestorsForKey("Rotate");
-        if (!entry || !entry->isNumber()) {
-            cachedRotated_ = false;
-            cachedRotation_ = kRotationNone;
-        } else {
-            long long degrees = entry->longLongValue() % 360;
-            if (degrees < 0)
-                degrees += 360;
-            cachedRotation_ = degrees == 0 ? kRotationNone : static_cast<uint32_t>(degrees);
-            cachedRotated_ = true;
-        }
+void KPPDFPage::cacheRotation(const KPPDFRef<KPPDFObject>& entry) {
+    if (!entry || !entry->isNumber()) {
+        cachedRotated_ = false;
+        cachedRotation_ = kRotationNone;
+        return;
     }
+    long long degrees = entry->longLongValue() % 360;
+    if (degrees < 0)
+        degrees += 360;
+    cachedRotation_ = degrees == 0 ? kRotationNone : static_cast<uint32_t>(degrees);
+    cachedRotated_ = true;
+}
+
+bool KPPDFPage::rotate(uint32_t* rotation) {
+    if (cachedRotation_ == 0)
+        cacheRotation(inheritedEntry("Rotate"));
     if (!cachedRotated_)
         return false;
     if (rotation)

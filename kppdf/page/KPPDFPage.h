@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kppdf/objects/KPPDFObject.h"
@@ -68,9 +70,13 @@ public:
     // True and *rotation (may be null) set when the page or an ancestor has Rotate; the value is
     // reduced to 0..359 and 0 is reported as kRotationNone. False leaves *rotation untouched.
     bool rotate(uint32_t* rotation);
+    // The entry for a key as the page dictionary or an ancestor gives it.
+    using EntryLookup = std::function<KPPDFRef<KPPDFObject>(std::string_view key)>;
     // Reads and caches the media box, crop box and rotation without changing the dictionary:
-    // false when the page has no usable media box (mediaBox would give it one).
-    bool cacheGeometry();
+    // false when the page has no usable media box (mediaBox would give it one). lookup, when
+    // given, stands for the dictionary's inherited entries (read by a caller that did not
+    // parse the dictionary).
+    bool cacheGeometry(const EntryLookup& lookup = nullptr);
     // Writes Rotate (degrees modulo 360) on the page itself, even when it was inherited.
     void setRotate(uint32_t degrees);
     // [x y x+width y+height] as four reals.
@@ -234,8 +240,11 @@ public:
 
 private:
     void installEntry(std::string_view key, KPPDFRef<KPPDFObject> value);
+    KPPDFRef<KPPDFObject> inheritedEntry(std::string_view key);
     // The media box the dictionary or an ancestor gives; the zero rectangle without one.
     KPPDFRect storedMediaBox();
+    void cacheCropBox(const KPPDFRef<KPPDFObject>& entry);
+    void cacheRotation(const KPPDFRef<KPPDFObject>& entry);
     void clearGeometryCaches();
 
     KPPDFDocument* pageDocument_ = nullptr; // not owned

@@ -16,8 +16,10 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/page/KPPDFPage.h"
 #include "support/LogCapture.h"
 #include "support/TestPDFBuilder.h"
+#include "support/ToolRunner.h"
 
 namespace {
 std::string fixturePath(const std::string& name) {
@@ -497,4 +499,82 @@ TEST(KPPDFDocumentOpening, DamagedBytesNeverCrash) {
                 resolveAll(*document);
         }
     }
+}
+
+TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
+    // A thousand pages under forty nodes, kept by qpdf in some twenty object streams: opening
+    // reads them ahead on a second thread, in the order the walk needs them, and reads the
+    // page dictionaries without parsing them. Every box and rotation must come out as written,
+    // whether inherited, indirect, or in a dictionary the walk has to parse.
+    if (!tool_runner::available("qpdf"))
+        GTEST_SKIP() << "qpdf is needed";
+    constexpr unsigned kNodes = 40, kPerNode = 25, kPages = kNodes * kPerNode;
+    auto pageNumber = [&](unsigned index) { return 100 + 2 * (kPages - 1 - index); };
+    auto nodeNumber = [&](unsigned node) { return 10 + node; };
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    std::string nodes;
+    for (unsigned node = 0; node < kNodes; node++)
+        nodes += std::to_string(nodeNumber(node)) + " 0 R ";
+    builder.add(2, "<< /Type /Pages /Kids [" + nodes + "] /Count " + std::to_string(kPages) +
+                       " /CropBox [1 1 99 99] >>");
+    builder.add(3, "[0 0 300 300]");
+    for (unsigned node = 0; node < kNodes; node++) {
+        std::string kids;
+        for (unsigned i = 0; i < kPerNode; i++)
+            kids += std::to_string(pageNumber(node * kPerNode + i)) + " 0 R ";
+        builder.add(nodeNumber(node), "<< /Type /Pages /Parent 2 0 R /Count " +
+                                          std::to_string(kPerNode) + " /Kids [" + kids + "]" +
+                                          (node % 3 == 0 ? " /Rotate 90" : "") + " >>");
+    }
+    for (unsigned index = 0; index < kPages; index++) {
+        unsigned number = pageNumber(index), node = index / kPerNode;
+        std::string entries = "/Type /Page /Parent " + std::to_string(nodeNumber(node)) +
+                              " 0 R /Annots [" + std::to_string(number + 1) + " 0 R]";
+        entries += index % 7 == 3 ? " /MediaBox 3 0 R"
+                                  : " /MediaBox [0 0 200 " + std::to_string(100 + index) + "]";
+        if (index % 5 == 1)
+            entries += " /Rotate 180 /CropBox [2 2 50 50]";
+        if (index % 11 == 4)
+            entries += " /Title (page " + std::to_string(index) + ")";
+        builder.add(number, "<< " + entries + " >>");
+        builder.add(number + 1, "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] >>");
+    }
+    tool_runner::TemporaryFolder folder;
+    ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
+    ASSERT_EQ(tool_runner::run("qpdf --object-streams=generate " +
+                               tool_runner::quote(folder.file("classic.pdf")) + " " +
+                               tool_runner::quote(folder.file("streams.pdf"))),
+              0);
+
+    LogCapture log;
+    int32_t result = -1;
+    KPPDFRef<KPPDFDocument> document =
+        KPPDFDocument::documentWithContentsOfFile(folder.file("streams.pdf"), &result);
+    ASSERT_TRUE(document);
+    EXPECT_EQ(result, KPPDFDocumentOpened);
+    ASSERT_EQ(document->pageCount(), kPages);
+    for (unsigned index = 0; index < kPages; index++) {
+        SCOPED_TRACE(index);
+        KPPDFRef<KPPDFPage> page = document->pageAtIndex(index);
+        ASSERT_TRUE(page);
+        // Whether read without parsing (plain) or parsed (the one with a string), every page
+        // dictionary went back to its text.
+        EXPECT_FALSE(page->pageDictionary()->isParsed());
+        KPPDFRect media = page->mediaBox();
+        EXPECT_EQ(media.size.height, index % 7 == 3 ? 300 : 100 + index);
+        KPPDFRect crop;
+        ASSERT_TRUE(page->cropBox(&crop));
+        EXPECT_EQ(crop.size.width, index % 5 == 1 ? 48 : 98);
+        uint32_t rotation = 0;
+        bool rotated = page->rotate(&rotation);
+        EXPECT_EQ(rotated, index % 5 == 1 || (index / kPerNode) % 3 == 0);
+        if (rotated)
+            EXPECT_EQ(rotation, index % 5 == 1 ? 180u : 90u);
+        // The dictionary still reads in full afterwards.
+        auto annotations = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
+        ASSERT_TRUE(annotations);
+        EXPECT_EQ(annotations->count(), 1u);
+    }
+    EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 }

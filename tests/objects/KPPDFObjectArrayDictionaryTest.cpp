@@ -84,7 +84,7 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
     held.reset();
     EXPECT_TRUE(dictionary->unparse(source));
     EXPECT_FALSE(dictionary->isParsed());
-    EXPECT_FALSE(dictionary->unparse(source));
+    EXPECT_TRUE(dictionary->unparse(source)); // unparsed already: bound to the same bytes again
     EXPECT_EQ(dictionary->directObject(), "<</Type  /Catalog%note\n/Pages 2 0 R>>");
     EXPECT_EQ(dictionary->objectForKey("Pages")->directObject(), "2 0 R");
     // Any other buffer (a decoded object stream) is copied down to the dictionary's bytes.
@@ -438,4 +438,75 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         for (auto& element : array->value())
             EXPECT_EQ(element->directContainer(), array.get());
     }
+}
+
+TEST(KPPDFObjectArrayDictionary, PlainDictionariesAreReadWithoutParsing) {
+    // Entries read alone from a plain dictionary are the entries a parse gives; any dictionary
+    // the reading cannot vouch for is refused (empty: the caller parses it).
+    const char* plain[] = {
+        "<< /Type /Page /MediaBox [0 0 612 792] /Parent 3 0 R /Rotate 90 >>",
+        "<</Type/Page/MediaBox[0 0 612 792]/Parent 3 0 R/Rotate -90>>",
+        "<<\n/Type /Page\n/Contents 9922 0 R\n/Annots [ 9917 0 R 9918 0 R ]\n>>",
+        "<< /Rotate 1 /Rotate 180 /CropBox [1 2 3 4] /Flag true /Gone null /Size 1.5 >>",
+        "<< /MediaBox 12 0 R /N#20ame /a#2Fb /Empty [] >>",
+        "<< >>",
+    };
+    const char* refused[] = {
+        "<< /Type /Page /Title (a >> b) >>",
+        "<< /Type /Page /Group << /S /Transparency >> >>",
+        "<< /Type /Page % note\n/Rotate 90 >>",
+        "<< /Type /Page /Data <00ff> >>",
+        "<< /Type /Page /Rotate 1e5 >>",
+        "<< /Type /Page /MediaBox [0 0 (x) 1] >>",
+        "<< /Type /Page /Rotate 90",
+        "<< /Type /Page 90 >>",
+        "<< /Type /Page /Parent 3 0 Rx >>",
+        "<< /Type /Page /Flag yes >>",
+    };
+    constexpr std::string_view keys[] = {"Type",   "MediaBox", "CropBox", "Rotate",
+                                         "Parent", "Gone",     "Missing"};
+    for (const char* text : plain) {
+        SCOPED_TRACE(text);
+        KPPDFDocument doc;
+        auto peeked = KPPDFCast<KPPDFObjectDictionary>(
+            parseBody(doc, std::string(text) + "\nendobj\n", false));
+        ASSERT_TRUE(peeked);
+        KPPDFRef<KPPDFObject> values[std::size(keys)];
+        ASSERT_TRUE(peeked->peekEntries(keys, values));
+        EXPECT_FALSE(peeked->isParsed());
+        KPPDFRef<KPPDFObjectDictionary> parsed = KPPDFCast<KPPDFObjectDictionary>(
+            parseBody(doc, std::string(text) + "\nendobj\n", false));
+        for (size_t k = 0; k < std::size(keys); k++) {
+            SCOPED_TRACE(keys[k]);
+            KPPDFRef<KPPDFObject> entry = parsed->objectForKey(keys[k]);
+            ASSERT_EQ(values[k] != nullptr, entry != nullptr);
+            if (entry)
+                EXPECT_EQ(values[k]->directObject(), entry->directObject());
+        }
+        // Once parsed, the dictionary answers itself.
+        EXPECT_FALSE(parsed->peekEntries(keys, values));
+    }
+    for (const char* text : refused) {
+        SCOPED_TRACE(text);
+        KPPDFDocument doc;
+        auto dictionary = KPPDFCast<KPPDFObjectDictionary>(
+            parseBody(doc, std::string(text) + "\nendobj\n", false));
+        ASSERT_TRUE(dictionary);
+        KPPDFRef<KPPDFObject> values[std::size(keys)];
+        EXPECT_FALSE(dictionary->peekEntries(keys, values));
+        EXPECT_FALSE(dictionary->isParsed());
+    }
+
+    // An unparsed dictionary read from a decoded object stream is bound to a copy of its own
+    // bytes, so that the stream's buffer can go.
+    KPPDFDocument doc;
+    KPPDFData decoded = KPPDFData::dataWithString("x<< /A [1 2] /B 3 0 R >> 7");
+    auto dictionary = KPPDFObjectDictionary::dictionaryAtOffset(1, &doc, decoded, false, false);
+    ASSERT_TRUE(dictionary);
+    KPPDFObjectDictionary::Source source = dictionary->source();
+    EXPECT_TRUE(dictionary->unparse(std::move(source)));
+    EXPECT_FALSE(dictionary->isParsed());
+    EXPECT_FALSE(dictionary->objectData().sharesStorageWith(decoded));
+    decoded = KPPDFData();
+    EXPECT_EQ(dictionary->resolvedObjectForKey<KPPDFObjectArray>("A")->count(), 2u);
 }

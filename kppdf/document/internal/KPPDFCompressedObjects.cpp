@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/internal/KPPDFInflateAhead.h"
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
 
@@ -56,7 +57,35 @@ bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, u
     return true;
 }
 
+std::vector<uint32_t> KPPDFCompressedObjects::streamNumbers() const {
+    std::vector<uint32_t> numbers;
+    uint32_t last = 0;
+    for (const Location& location : locations_)
+        if (location.stream && location.stream != last)
+            numbers.push_back(last = location.stream); // runs of one stream are the rule
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
+}
+
+KPPDFCompressedObjects::KPPDFCompressedObjects() = default;
+KPPDFCompressedObjects::~KPPDFCompressedObjects() = default;
+
+void KPPDFCompressedObjects::startInflatingAhead(std::vector<AheadJob> jobs) {
+    ahead_.reset();
+    ahead_ = std::make_unique<KPPDFInflateAhead>(std::move(jobs));
+}
+
+void KPPDFCompressedObjects::stopInflatingAhead() {
+    ahead_.reset();
+}
+
+bool KPPDFCompressedObjects::takeInflated(uint32_t stream, StreamIndex* index) {
+    return ahead_ && ahead_->take(stream, index);
+}
+
 void KPPDFCompressedObjects::clear() {
+    ahead_.reset();
     locations_.clear();
     streams_.clear();
     recent_.clear();

@@ -1,10 +1,13 @@
 #pragma once
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
 #include "kppdf/platform/KPPDFData.h"
+
+class KPPDFInflateAhead;
 
 // Where a document's compressed objects live (ISO 32000-1, 7.5.7 and 7.5.8.3): for each object
 // number the object stream that holds it and its index there, and each object stream's decoded
@@ -44,6 +47,11 @@ public:
     }
     // False when the object is not compressed.
     bool location(uint32_t number, Location* location) const;
+    // True when the stream's decoded bytes are held (its objects are read without inflating).
+    bool isDecoded(uint32_t stream) const {
+        auto found = streams_.find(stream);
+        return found != streams_.end() && !found->second.data.isNull();
+    }
     // The index of an object stream, made on first request; never null.
     StreamIndex& streamIndex(uint32_t stream) { return streams_[stream]; }
     // Reads an object stream's header ("N" pairs of object number and offset) from decoded
@@ -61,6 +69,27 @@ public:
     void setBudget(size_t bytes);
     void clear();
 
+    // The numbers of the object streams that hold objects, ascending.
+    std::vector<uint32_t> streamNumbers() const;
+    // An object stream to read ahead: its raw bytes (FlateDecode alone, no parameters) and its
+    // "N" and "First".
+    struct AheadJob {
+        uint32_t stream = 0;
+        KPPDFData raw;
+        uint64_t count = 0;
+        uint64_t first = 0;
+    };
+    // Reading object streams on a second thread (see KPPDFInflateAhead): started with the
+    // streams to read, stopped when the reading that wants them is over.
+    void startInflatingAhead(std::vector<AheadJob> jobs);
+    void stopInflatingAhead();
+    // Fills index with the decoded bytes and header the helper read for stream; false when it
+    // has none (the caller decodes the stream).
+    bool takeInflated(uint32_t stream, StreamIndex* index);
+
+    KPPDFCompressedObjects();
+    ~KPPDFCompressedObjects();
+
 private:
     std::vector<Location> locations_;
     void releaseIndex(StreamIndex& index);
@@ -70,4 +99,5 @@ private:
     std::list<uint32_t> recent_;
     size_t decodedBytes_ = 0;
     size_t budget_ = 0;
+    std::unique_ptr<KPPDFInflateAhead> ahead_;
 };

@@ -6,6 +6,7 @@
 
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObject.h"
+#include "kppdf/objects/KPPDFObjectName.h"
 
 namespace {
 // A keyword counts only as a token of its own: not the tail of a longer name like /Livestream,
@@ -39,7 +40,36 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
     const char* base = data.chars();
     // A keyword may start at most six bytes before the end.
     const uint64_t last = length - 6;
+    // The object ends with its last token: the line end before the keyword is the file's, and
+    // copied along it would add up with every save.
+    auto endBefore = [&](uint64_t keyword) {
+        uint64_t end = keyword;
+        while (end > offset + 1 && KPPDFIsWhitespace(static_cast<uint8_t>(base[end - 1])))
+            end--;
+        return static_cast<uint32_t>(end - offset);
+    };
+    auto find = [&](uint64_t from, uint64_t to, std::string_view what) -> uint64_t {
+        const void* found =
+            from < to ? memmem(base + from, to - from, what.data(), what.size()) : nullptr;
+        return found ? static_cast<uint64_t>(static_cast<const char*>(found) - base) : UINT64_MAX;
+    };
     uint64_t p = offset + 1;
+    // Most objects hold no string or comment before their keyword: the first keyword found
+    // ends them, and memmem finds it far faster than a byte-by-byte walk.
+    while (p <= last) {
+        uint64_t keyword = find(p, length, "endobj");
+        if (stopAtStream)
+            keyword =
+                std::min(keyword, find(p, keyword == UINT64_MAX ? length : keyword + 6, "stream"));
+        uint64_t bound = keyword == UINT64_MAX ? last + 1 : keyword;
+        if (std::memchr(base + p, '(', bound - p) || std::memchr(base + p, '%', bound - p))
+            break; // a string or comment may hide a keyword: the walk below tells
+        if (keyword == UINT64_MAX)
+            return static_cast<uint32_t>(last - offset);
+        if (startsToken(base, keyword))
+            return endBefore(keyword);
+        p = keyword + 1;
+    }
     while (p <= last) {
         char c = base[p];
         // The keywords may stand in a string ("(stream of text)") or a comment; neither ends
@@ -52,12 +82,7 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
         } else if (((c == 'e' && std::memcmp(base + p, "endobj", 6) == 0) ||
                     (stopAtStream && c == 's' && std::memcmp(base + p, "stream", 6) == 0)) &&
                    startsToken(base, p)) {
-            // The object ends with its last token: the line end before the keyword is the
-            // file's, and copied along it would add up with every save.
-            uint64_t end = p;
-            while (end > offset + 1 && KPPDFIsWhitespace(static_cast<uint8_t>(base[end - 1])))
-                end--;
-            return static_cast<uint32_t>(end - offset);
+            return endBefore(p);
         } else {
             p++;
         }
@@ -131,6 +156,99 @@ uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset) {
         }
         if (!endsToken(p))
             return 0;
+    }
+}
+
+bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
+                                 std::vector<KPPDFPlainEntry>* entries) {
+    entries->clear();
+    const uint64_t length = data.length();
+    if (offset + 1 >= length || data.bytes()[offset] != '<' || data.bytes()[offset + 1] != '<')
+        return false;
+    const char* base = data.chars();
+    auto byte = [&](uint64_t at) { return static_cast<uint8_t>(base[at]); };
+    auto skipBlanks = [&](uint64_t at) {
+        while (at < length && KPPDFIsWhitespace(byte(at)))
+            at++;
+        return at;
+    };
+    // Where the parser would stop reading the token anyway: anything else ("1e5", "/a(b)")
+    // is for the parser to judge.
+    auto endsToken = [&](uint64_t at) {
+        return at < length && (KPPDFIsWhitespace(byte(at)) || base[at] == '/' || base[at] == '>' ||
+                               base[at] == '[');
+    };
+    auto scanWord = [&](uint64_t at) {
+        while (at < length &&
+               (KPPDFDocumentCharLookup[byte(at)] & (KPPDFCharNumeric | KPPDFCharRegular)))
+            at++;
+        return at;
+    };
+    // A plain unsigned integer the parser reads as a reference's number or generation (as
+    // in KPPDFPlainArrayLength); the end of it, or at when there is none.
+    auto scanInteger = [&](uint64_t at) {
+        uint64_t start = at;
+        while (at < length && KPPDFIsDigit(byte(at)))
+            at++;
+        return at > start && at - start <= 9 && endsToken(at) ? at : start;
+    };
+    uint64_t p = offset + 2;
+    while (true) {
+        p = skipBlanks(p);
+        if (p + 1 < length && base[p] == '>' && base[p + 1] == '>')
+            return true;
+        if (p >= length || base[p] != '/')
+            return false;
+        size_t keyLength = KPPDFObjectName::scanName(base + p, base + length);
+        if (keyLength == 0 || !endsToken(p + keyLength))
+            return false;
+        std::string_view key(base + p + 1, keyLength - 1);
+        p = skipBlanks(p + keyLength);
+        if (p >= length)
+            return false;
+        uint64_t value = p;
+        const char c = base[p];
+        if (c == '[') {
+            uint32_t arrayLength = KPPDFPlainArrayLength(data, p);
+            if (arrayLength == 0)
+                return false;
+            p += arrayLength;
+        } else if (c == '/') {
+            size_t nameLength = KPPDFObjectName::scanName(base + p, base + length);
+            if (nameLength == 0)
+                return false;
+            p += nameLength;
+        } else if (KPPDFIsNumeric(byte(p))) {
+            // "N G R" is one value; any other number stands alone.
+            uint64_t number = scanInteger(p);
+            uint64_t generation = number > p ? scanInteger(skipBlanks(number)) : number;
+            uint64_t r = generation > skipBlanks(number) ? skipBlanks(generation) : generation;
+            if (r > generation && r < length && base[r] == 'R' && endsToken(r + 1)) {
+                p = r + 1;
+            } else {
+                if (base[p] == '+' || base[p] == '-')
+                    p++;
+                uint64_t digits = 0;
+                bool point = false;
+                while (p < length && (KPPDFIsDigit(byte(p)) || (base[p] == '.' && !point))) {
+                    point |= base[p] == '.';
+                    digits += base[p] != '.';
+                    p++;
+                }
+                if (digits == 0)
+                    return false;
+            }
+        } else if (KPPDFDocumentCharLookup[byte(p)] & KPPDFCharRegular) {
+            p = scanWord(p);
+            std::string_view word(base + value, static_cast<size_t>(p - value));
+            if (word != "true" && word != "false" && word != "null")
+                return false;
+        } else {
+            return false;
+        }
+        if (!endsToken(p))
+            return false;
+        entries->push_back({key, value});
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 #include <cstdint>
+#include <string_view>
+#include <vector>
 
 #include "kppdf/platform/KPPDFData.h"
 
@@ -14,6 +16,21 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
 // including its "]"; 0 for any other array. Parsing such an array gives exactly these tokens,
 // so it can be bound lazily even inside a container that is parsed at once.
 uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset);
+
+// One entry of a plain dictionary: its key as the parser takes it (the name's text after "/")
+// and where its value starts.
+struct KPPDFPlainEntry {
+    std::string_view key;
+    uint64_t offset = 0;
+};
+
+// The entries of the dictionary at offset, in the order written, when it is plain: names as
+// keys and, as values, names, numbers, references, booleans, nulls and plain arrays
+// (KPPDFPlainArrayLength), each token ending at white space or a delimiter, up to its ">>"; no
+// comments, strings or nested dictionaries. Parsing such a dictionary gives exactly these
+// entries (a key written twice keeps its last value). False for any other dictionary.
+bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
+                                 std::vector<KPPDFPlainEntry>* entries);
 
 class KPPDFObject;
 

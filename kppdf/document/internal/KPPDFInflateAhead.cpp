@@ -1,0 +1,155 @@
+#include "kppdf/document/internal/KPPDFInflateAhead.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <system_error>
+
+#include "kppdf/objects/KPPDFFilter.h"
+
+namespace {
+// A stream that inflates to more than this is left to the reader: the helper's results are
+// guesses at what the reader will want, and a guess should not cost much memory.
+constexpr size_t kMaxJobOutput = 4u << 20;
+} // namespace
+
+KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) {
+    auto byStream = [](const Place& a, const Place& b) { return a.stream < b.stream; };
+    // A stream listed twice keeps its first place.
+    std::vector<Place> listed;
+    listed.reserve(jobs.size());
+    for (size_t i = 0; i < jobs.size(); i++)
+        listed.push_back({jobs[i].stream, i});
+    std::stable_sort(listed.begin(), listed.end(), byStream);
+    std::vector<bool> keep(jobs.size(), false);
+    for (size_t i = 0; i < listed.size(); i++)
+        keep[listed[i].job] = i == 0 || listed[i].stream != listed[i - 1].stream;
+    jobs_.reserve(jobs.size());
+    places_.reserve(jobs.size());
+    for (size_t i = 0; i < jobs.size(); i++) {
+        if (!keep[i])
+            continue;
+        places_.push_back({jobs[i].stream, jobs_.size()});
+        jobs_.push_back(std::move(jobs[i]));
+    }
+    std::sort(places_.begin(), places_.end(), byStream);
+    states_.assign(jobs_.size(), State::Pending);
+    results_.resize(jobs_.size());
+    if (jobs_.empty())
+        return;
+    try {
+        thread_ = std::thread(&KPPDFInflateAhead::run, this);
+    } catch (const std::system_error&) {
+        states_.assign(jobs_.size(), State::Gone);
+    }
+}
+
+KPPDFInflateAhead::~KPPDFInflateAhead() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stop_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable())
+        thread_.join();
+}
+
+void KPPDFInflateAhead::run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stop_) {
+        while (cursor_ < jobs_.size() && states_[cursor_] != State::Pending)
+            cursor_++;
+        if (cursor_ >= std::min(limit_, jobs_.size()) || heldBytes_ >= kMaxHeldBytes) {
+            wake_.wait(lock);
+            continue;
+        }
+        size_t job = cursor_++;
+        states_[job] = State::Working;
+        lock.unlock();
+        const Job& work = jobs_[job];
+        Result result;
+        bool whole = false;
+        try {
+            std::string decoded;
+            whole =
+                work.raw.length() <= UINT32_MAX &&
+                KPPDFFlateDecodeWhole(work.raw.bytes(), static_cast<uint32_t>(work.raw.length()),
+                                      &decoded, kMaxJobOutput);
+            if (whole) {
+                result.data = KPPDFData(std::move(decoded));
+                whole = KPPDFCompressedObjects::readHeader(result.data, work.count, work.first,
+                                                           &result.entries) &&
+                        !result.entries.empty();
+            }
+        } catch (const std::bad_alloc&) {
+            whole = false;
+        }
+        lock.lock();
+        if (whole) {
+            heldBytes_ += result.data.length();
+            results_[job] = std::move(result);
+            held_.push_back(job);
+            inflated_++;
+            states_[job] = State::Done;
+        } else {
+            states_[job] = State::Gone;
+        }
+        finished_.notify_all();
+    }
+}
+
+void KPPDFInflateAhead::letGo(size_t job) {
+    heldBytes_ -= results_[job].data.length();
+    results_[job] = Result();
+    states_[job] = State::Gone;
+}
+
+bool KPPDFInflateAhead::take(uint32_t stream, KPPDFCompressedObjects::StreamIndex* index) {
+    auto found =
+        std::lower_bound(places_.begin(), places_.end(), stream,
+                         [](const Place& place, uint32_t value) { return place.stream < value; });
+    if (found == places_.end() || found->stream != stream)
+        return false;
+    size_t job = found->job;
+    std::unique_lock<std::mutex> lock(mutex_);
+    // The helper goes on from here; what it made outside the new window is not wanted soon.
+    bool inOrder = last_ != SIZE_MAX && job > last_ && job <= last_ + window_;
+    window_ = inOrder ? std::min(window_ * 2, kAhead) : kFirstAhead;
+    last_ = job;
+    cursor_ = job + 1;
+    limit_ = job + 1 + window_;
+    for (size_t i = 0; i < held_.size();) {
+        size_t other = held_[i];
+        if (other != job && (other < cursor_ || other >= limit_)) {
+            letGo(other);
+            held_[i] = held_.back();
+            held_.pop_back();
+        } else {
+            i++;
+        }
+    }
+    finished_.wait(lock, [&] { return states_[job] != State::Working; });
+    bool handed = states_[job] == State::Done;
+    if (handed) {
+        held_.erase(std::find(held_.begin(), held_.end(), job));
+        heldBytes_ -= results_[job].data.length();
+        index->data = std::move(results_[job].data);
+        index->entries = std::move(results_[job].entries);
+        results_[job] = Result();
+        handed_++;
+    }
+    states_[job] = State::Gone;
+    lock.unlock();
+    wake_.notify_one();
+    return handed;
+}
+
+size_t KPPDFInflateAhead::inflated() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return inflated_;
+}
+
+size_t KPPDFInflateAhead::handed() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return handed_;
+}

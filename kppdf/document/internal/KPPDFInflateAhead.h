@@ -1,0 +1,77 @@
+#pragma once
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
+#include "kppdf/platform/KPPDFData.h"
+
+// Inflates object streams on a second thread while a reader (the opening walk over a large
+// file's pages) parses the objects of those it already has. The jobs come in the order the
+// reader is expected to take them; the helper works a few jobs ahead of the last one taken, and
+// lets go of what it made for jobs the reader passed by or jumped away from.
+//
+// The helper touches no document state: a job is a stream number, the stream's raw bytes (the
+// data keeps them alive) and its header's size, and it keeps only clean results (a whole zlib
+// stream, a well-formed header), so what take() hands out is what the reader's own decoding
+// would give. A stream the helper could not read cleanly, did not reach, or let go is left to
+// the reader, which decodes (and logs) as usual. The helper stops when the object is destroyed.
+class KPPDFInflateAhead {
+public:
+    using Job = KPPDFCompressedObjects::AheadJob;
+    // Jobs after the last one taken that the helper may have done at a time: the window starts
+    // small after the reader jumps, and doubles up to kAhead as it goes on in order.
+    static constexpr size_t kAhead = 16;
+    static constexpr size_t kFirstAhead = 2;
+    // Bytes of results held for the reader at most.
+    static constexpr size_t kMaxHeldBytes = 8u << 20;
+
+    // jobs in the order the reader should want them (a stream listed again is dropped). Starts
+    // the helper; if the system refuses a thread, take() always returns false.
+    explicit KPPDFInflateAhead(std::vector<Job> jobs);
+    ~KPPDFInflateAhead();
+    KPPDFInflateAhead(const KPPDFInflateAhead&) = delete;
+    KPPDFInflateAhead& operator=(const KPPDFInflateAhead&) = delete;
+
+    // The decoded bytes and header of stream, into index: at once if the helper made them,
+    // after it finishes if it is reading that stream now. False, index untouched, when the
+    // reader is to decode it itself.
+    bool take(uint32_t stream, KPPDFCompressedObjects::StreamIndex* index);
+    // Streams the helper read so far, and of those, handed to the reader.
+    size_t inflated() const;
+    size_t handed() const;
+
+private:
+    enum class State : uint8_t { Pending, Working, Done, Gone };
+    struct Result {
+        KPPDFData data;
+        std::vector<KPPDFCompressedObjects::Entry> entries;
+    };
+    void run();
+    void letGo(size_t job); // with the lock held
+
+    struct Place {
+        uint32_t stream;
+        size_t job;
+    };
+    std::vector<Job> jobs_;
+    std::vector<Place> places_; // by stream number
+    std::vector<State> states_;
+    std::vector<Result> results_;
+    std::vector<size_t> held_; // jobs in state Done
+    size_t heldBytes_ = 0;
+    size_t cursor_ = 0;      // the helper's next job to look at
+    size_t limit_ = 0;       // and the end of the jobs it may work on: none before the first take
+    size_t last_ = SIZE_MAX; // the job taken last
+    size_t window_ = kFirstAhead;
+    size_t inflated_ = 0;
+    size_t handed_ = 0;
+    bool stop_ = false;
+    mutable std::mutex mutex_;
+    std::condition_variable wake_;     // the helper, for room or a new position
+    std::condition_variable finished_; // the reader, for a job being inflated
+    std::thread thread_;
+};
