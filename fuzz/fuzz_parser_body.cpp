@@ -2,7 +2,8 @@
 // the one at the offset named by the first byte are parsed, and then everything lazy about them
 // is forced: arrays and dictionaries parse, references resolve into the input through a small
 // object table, streams decode, and the results are written, copied and walked. The table's
-// objects are walked once more after the document is gone.
+// objects are walked once more after the document is gone. A dictionary at offset 1 that can be
+// read without parsing is read both ways, and the two must agree.
 //
 // Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
 // objects 1 to 4 (two bytes each, big-endian, modulo the input length).
@@ -10,6 +11,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFObject.h"
@@ -19,6 +22,7 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
+#include "kppdf/objects/internal/KPPDFLazyScan.h"
 #include "kppdf/platform/KPPDFData.h"
 #include "kppdf/platform/KPPDFLog.h"
 
@@ -72,6 +76,33 @@ void walk(const KPPDFRef<KPPDFObject>& object, KPPDFVisitedSet& seen, int depth)
         break;
     default:
         break;
+    }
+}
+
+// A dictionary read without being parsed (peekEntries) must give, key by key, what parsing it
+// gives: the keys tried are the ones the plain scan found, and two it did not.
+void comparePeekWithParse(KPPDFDocument& document) {
+    auto peeked = KPPDFCast<KPPDFObjectDictionary>(document.objectAtOffset(1));
+    if (!peeked || peeked->isParsed())
+        return;
+    std::vector<KPPDFPlainEntry> entries;
+    if (!KPPDFPlainDictionaryEntries(peeked->objectData(), peeked->offset(), &entries))
+        return;
+    std::vector<std::string> names{"Type", "Missing"};
+    for (size_t i = 0; i < entries.size() && i < 8; i++)
+        names.emplace_back(entries[i].key);
+    std::vector<std::string_view> keys(names.begin(), names.end());
+    std::vector<KPPDFRef<KPPDFObject>> values(keys.size());
+    if (!peeked->peekEntries(keys, values.data()))
+        return;
+    auto parsed = KPPDFCast<KPPDFObjectDictionary>(document.objectAtOffset(1));
+    if (!parsed)
+        __builtin_trap();
+    for (size_t k = 0; k < keys.size(); k++) {
+        KPPDFRef<KPPDFObject> entry = parsed->objectForKey(keys[k]);
+        if ((entry != nullptr) != (values[k] != nullptr) ||
+            (entry && entry->directObject() != values[k]->directObject()))
+            __builtin_trap();
     }
 }
 
@@ -129,6 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         }
     }
 
+    comparePeekWithParse(*document);
     exercise(document->objectAtOffset(1));
     exercise(document->objectAtOffset(bytes[0], data, false, false));
 
