@@ -77,6 +77,15 @@ InflateOutcome inflateGrowing(const uint8_t* input, uint32_t inputLength, int wi
     return outcome;
 }
 
+// Cuts the working buffer down to the bytes produced. It may be up to twice the result, and
+// decoded object streams and contents are kept: a right-sized copy costs less than the slack
+// it gives back.
+void fitOutput(std::string* output, size_t produced) {
+    output->resize(produced);
+    if (output->capacity() - output->size() > 4096)
+        output->shrink_to_fit();
+}
+
 // ------------------------------------------------------------------------------------------------
 // Predictors
 
@@ -520,9 +529,7 @@ bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::stri
             output->clear();
             return false;
         }
-        output->resize(outcome.produced);
-        if (output->capacity() - output->size() > 4096)
-            output->shrink_to_fit();
+        fitOutput(output, outcome.produced);
         return true;
     } catch (const std::bad_alloc&) {
         output->clear();
@@ -551,11 +558,7 @@ bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* o
             if (raw.status == Z_STREAM_END || raw.produced > 0 || raw.capped)
                 outcome = raw;
         }
-        output->resize(outcome.produced);
-        // The working buffer may be up to twice the result, and decoded object streams and
-        // contents are kept: a right-sized copy costs less than the slack it gives back.
-        if (output->capacity() - output->size() > 4096)
-            output->shrink_to_fit();
+        fitOutput(output, outcome.produced);
         if (outcome.capped) {
             KPPDFLog("FlateDecode: output cut at %zu bytes", outcome.produced);
             return true;

@@ -569,8 +569,9 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
         uint32_t rotation = 0;
         bool rotated = page->rotate(&rotation);
         EXPECT_EQ(rotated, index % 5 == 1 || (index / kPerNode) % 3 == 0);
-        if (rotated)
+        if (rotated) {
             EXPECT_EQ(rotation, index % 5 == 1 ? 180u : 90u);
+        }
         // The dictionary still reads in full afterwards.
         auto annotations = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
         ASSERT_TRUE(annotations);

@@ -480,8 +480,9 @@ TEST(KPPDFObjectArrayDictionary, PlainDictionariesAreReadWithoutParsing) {
             SCOPED_TRACE(keys[k]);
             KPPDFRef<KPPDFObject> entry = parsed->objectForKey(keys[k]);
             ASSERT_EQ(values[k] != nullptr, entry != nullptr);
-            if (entry)
+            if (entry) {
                 EXPECT_EQ(values[k]->directObject(), entry->directObject());
+            }
         }
         // Once parsed, the dictionary answers itself.
         EXPECT_FALSE(parsed->peekEntries(keys, values));

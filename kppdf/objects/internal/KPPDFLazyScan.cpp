@@ -31,6 +31,21 @@ uint64_t skipLiteralString(const char* base, uint64_t p, uint64_t length) {
     }
     return length;
 }
+// The end of the number at p as the number readers take it whole ([+-] digits [. digits], or
+// [+-] . digits); *digits counts its digits (0: no number), *point tells whether it has one.
+uint64_t scanNumber(const char* base, uint64_t p, uint64_t length, uint64_t* digits, bool* point) {
+    if (p < length && (base[p] == '+' || base[p] == '-'))
+        p++;
+    *digits = 0;
+    *point = false;
+    while (p < length &&
+           (KPPDFIsDigit(static_cast<uint8_t>(base[p])) || (base[p] == '.' && !*point))) {
+        *point |= base[p] == '.';
+        *digits += base[p] != '.';
+        p++;
+    }
+    return p;
+}
 } // namespace
 
 uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stopAtStream) {
@@ -125,16 +140,9 @@ uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset) {
                 p++;
             integers = 0;
         } else if (KPPDFIsNumeric(byte(p))) {
-            // [+-] digits [. digits], or [+-] . digits: what the number readers take whole.
-            if (base[p] == '+' || base[p] == '-')
-                p++;
             uint64_t digits = 0;
             bool point = false;
-            while (p < length && (KPPDFIsDigit(byte(p)) || (base[p] == '.' && !point))) {
-                point |= base[p] == '.';
-                digits += base[p] != '.';
-                p++;
-            }
+            p = scanNumber(base, p, length, &digits, &point);
             if (digits == 0 || (p < length && KPPDFIsNumeric(byte(p))))
                 return 0;
             bool plainInteger = !point && KPPDFIsDigit(byte(start)) && digits <= kMaxReferenceDigits;
@@ -226,15 +234,9 @@ bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
             if (r > generation && r < length && base[r] == 'R' && endsToken(r + 1)) {
                 p = r + 1;
             } else {
-                if (base[p] == '+' || base[p] == '-')
-                    p++;
                 uint64_t digits = 0;
                 bool point = false;
-                while (p < length && (KPPDFIsDigit(byte(p)) || (base[p] == '.' && !point))) {
-                    point |= base[p] == '.';
-                    digits += base[p] != '.';
-                    p++;
-                }
+                p = scanNumber(base, p, length, &digits, &point);
                 if (digits == 0)
                     return false;
             }
