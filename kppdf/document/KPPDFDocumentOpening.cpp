@@ -22,7 +22,7 @@ namespace {
 // Decoded object streams the page-tree walk at opening keeps at most. Page dictionaries sit
 // among a file's other objects, so the walk decodes nearly every object stream; it keeps the
 // few it is going through, and the others are decoded again when their objects are used.
-constexpr size_t kPageWalkStreamBudget = 512 << 10;
+constexpr size_t kPageWalkStreamBudget = 256 << 10;
 // The header's line must end at or before this offset.
 constexpr uint64_t kMaxHeaderLineEnd = 99;
 // The version after "%PDF-" is at most this long ("1.7", "2.0"; anything longer is cut).

@@ -207,6 +207,10 @@ void KPPDFDocument::startInflatingAhead(uint32_t pages) {
             uint64_t count = 0, first = 0;
             if (objectStreamSize(stream, &count, &first) && plainFlate(*stream))
                 jobs.push_back({number, stream->rawData(), count, first});
+            // Headers all through the file: the pages read for them go again as for any
+            // such reads.
+            if (stream)
+                noteFileOffsetRead(stream->range().location);
         });
     }
     compressedObjects_->startInflatingAhead(std::move(jobs));
