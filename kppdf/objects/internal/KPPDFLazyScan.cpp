@@ -70,20 +70,25 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
     };
     uint64_t p = offset + 1;
     // Most objects hold no string or comment before their keyword: the first keyword found
-    // ends them, and memmem finds it far faster than a byte-by-byte walk.
+    // ends them, and memmem finds it far faster than a byte-by-byte walk. It looks a stretch
+    // at a time, as a stream's data may run long before its "endobj".
+    constexpr uint64_t kStretch = 512;
     while (p <= last) {
-        uint64_t keyword = find(p, length, "endobj");
+        uint64_t stop = std::min(last + 1, p + kStretch); // keywords starting before stop
+        uint64_t window = stop + 5;
+        uint64_t keyword = find(p, window, "endobj");
         if (stopAtStream)
             keyword =
-                std::min(keyword, find(p, keyword == UINT64_MAX ? length : keyword + 6, "stream"));
-        uint64_t bound = keyword == UINT64_MAX ? last + 1 : keyword;
+                std::min(keyword, find(p, keyword == UINT64_MAX ? window : keyword + 6, "stream"));
+        uint64_t bound = keyword == UINT64_MAX ? stop : keyword;
         if (std::memchr(base + p, '(', bound - p) || std::memchr(base + p, '%', bound - p))
             break; // a string or comment may hide a keyword: the walk below tells
         if (keyword == UINT64_MAX)
-            return static_cast<uint32_t>(last - offset);
-        if (startsToken(base, keyword))
+            p = stop;
+        else if (startsToken(base, keyword))
             return endBefore(keyword);
-        p = keyword + 1;
+        else
+            p = keyword + 1;
     }
     while (p <= last) {
         char c = base[p];
