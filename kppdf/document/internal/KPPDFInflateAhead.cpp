@@ -35,6 +35,8 @@ KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) {
     std::sort(places_.begin(), places_.end(), byStream);
     states_.assign(jobs_.size(), State::Pending);
     results_.resize(jobs_.size());
+    // Room for every result up front: an exception on the helper thread would end the process.
+    held_.reserve(jobs_.size());
     if (jobs_.empty())
         return;
     try {
