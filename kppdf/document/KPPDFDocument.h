@@ -78,9 +78,9 @@ public:
     // Loads an object kept in an object stream (ISO 32000-1, 7.5.7); null when it cannot be had.
     // References call it for table entries that are compressed.
     KPPDFRef<KPPDFObject> compressedObject(uint32_t number);
-    // While a walk over a document of this many pages reads most of its object streams, a
-    // second thread inflates them ahead of it (not in encrypted files, nor in small ones).
-    void startInflatingAhead(uint32_t pages);
+    // While the page-tree walk reads most of the object streams, a second thread inflates them
+    // ahead of it (not in encrypted files, nor in small ones).
+    void startInflatingAhead();
     void stopInflatingAhead();
 
     // ---- Pages, names, destinations, outline (KPPDFDocumentPageTree.cpp) ----
@@ -90,6 +90,8 @@ public:
     static constexpr int kMaxOutlineDepth = 256;
     // Rebuilds the page list from the page tree; true when a page's imprint set-up changed it.
     bool prepPages();
+    // The page tree root's Count, when it is a number of at least 0.
+    bool declaredPageCount(uint32_t* count);
     // The object streams a walk of the page tree will inflate, in the order it first needs
     // them: the tree's nodes are read (and their streams inflated), the pages are not; a kid of
     // a node whose Count says it has pages alone is taken for a page unread.

@@ -2,9 +2,7 @@
 // it is unusable), the file identifier and the security handler's first password check.
 #include <uuid/uuid.h>
 
-#include <algorithm>
 #include <chrono>
-#include <climits>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFTrailer.h"
@@ -89,11 +87,7 @@ void KPPDFDocument::processStructure() {
     KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
     if (streams)
         streams->setBudget(kPageWalkStreamBudget);
-    KPPDFRef<KPPDFObject> count =
-        pagesObject_ ? pagesObject_->resolvedObjectForKey("Count") : nullptr;
-    if (count && count->isNumber() && count->longLongValue() > 0)
-        startInflatingAhead(
-            static_cast<uint32_t>(std::min<long long>(count->longLongValue(), UINT32_MAX)));
+    startInflatingAhead();
     bool changed = prepPages();
     stopInflatingAhead();
     if (streams)

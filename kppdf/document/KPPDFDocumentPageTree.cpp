@@ -82,15 +82,17 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
         auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
         KPPDFObjectDictionary::Source source;
         PageEntries entries;
-        bool peeked = false;
-        if (visit && node && !node->isParsed()) {
-            source = node->source(); // before Type is looked up, which may parse it
-            peeked = node->peekEntries(kPageKeyNames, entries.values);
-        }
-        KPPDFRef<KPPDFObject> type = peeked ? KPPDFObject::resolve(entries.values[kPageType])
-                                     : node ? node->resolvedObjectForKey("Type")
-                                            : nullptr;
+        bool peeked = visit && node && node->peekEntries(kPageKeyNames, entries.values);
+        KPPDFRef<KPPDFObject> type =
+            peeked ? KPPDFObject::resolve(entries.values[kPageType]) : nullptr;
         KPPDFObjectName* typeName = type ? type->asName() : nullptr;
+        // The source of what may be a page, before Type is looked up (which parses).
+        if (visit && node && !node->isParsed() && !(typeName && typeName->value() == "Pages"))
+            source = node->source();
+        if (!peeked && node) {
+            type = node->resolvedObjectForKey("Type");
+            typeName = type ? type->asName() : nullptr;
+        }
         bool isPages = typeName && typeName->value() == "Pages";
         bool isPage = typeName && typeName->value() == "Page";
         if (node && !type) {
@@ -162,14 +164,22 @@ KPPDFColor outlineColor(KPPDFObjectDictionary& item) {
 
 } // namespace
 
+bool KPPDFDocument::declaredPageCount(uint32_t* count) {
+    KPPDFRef<KPPDFObject> object =
+        pagesObject_ ? pagesObject_->resolvedObjectForKey("Count") : nullptr;
+    if (!object || !object->isNumber() || object->longLongValue() < 0)
+        return false;
+    *count = static_cast<uint32_t>(object->longLongValue());
+    return true;
+}
+
 bool KPPDFDocument::prepPages() {
     pageIndexSize_ = SIZE_MAX;
     pages_.clear();
     if (!pagesObject_)
         return false;
-    KPPDFRef<KPPDFObject> countObject = pagesObject_->resolvedObjectForKey("Count");
-    bool countUsable = countObject && countObject->isNumber() && countObject->longLongValue() >= 0;
-    auto declared = countUsable ? static_cast<uint32_t>(countObject->longLongValue()) : 0;
+    uint32_t declared = 0;
+    bool countUsable = declaredPageCount(&declared);
 
     // Most pages of a large document are never looked at beyond their boxes, and a parsed
     // dictionary takes several times the room of its text: with the boxes cached, a page's

@@ -181,8 +181,10 @@ bool KPPDFTrailer::setupStream() {
     return true;
 }
 
-void KPPDFDocument::startInflatingAhead(uint32_t pages) {
-    if (!compressedObjects_ || trailerHasEncrypt() || pages < kInflateAheadMinStreams)
+void KPPDFDocument::startInflatingAhead() {
+    uint32_t pages = 0;
+    if (!compressedObjects_ || trailerHasEncrypt() || !declaredPageCount(&pages) ||
+        pages < kInflateAheadMinStreams)
         return;
     std::vector<uint32_t> numbers = compressedObjects_->streamNumbers();
     if (numbers.size() < kInflateAheadMinStreams)

@@ -77,6 +77,19 @@ InflateOutcome inflateGrowing(const uint8_t* input, uint32_t inputLength, int wi
     return outcome;
 }
 
+// Empties *output and inflates input into it as a zlib stream; false, with nothing done, for
+// null arguments. Throws std::bad_alloc.
+bool inflateZlib(const uint8_t* input, uint32_t inputLength, size_t maxOutput, std::string* output,
+                 InflateOutcome* outcome) {
+    if (!output)
+        return false;
+    output->clear();
+    if (!input && inputLength)
+        return false;
+    *outcome = inflateGrowing(input, inputLength, MAX_WBITS, maxOutput, output);
+    return true;
+}
+
 // Cuts the working buffer down to the bytes produced. It may be up to twice the result, and
 // decoded object streams and contents are kept: a right-sized copy costs less than the slack
 // it gives back.
@@ -518,13 +531,10 @@ bool KPPDFStreamDecode85(const uint8_t* input, size_t length, std::string* outpu
 
 bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::string* output,
                            size_t maxOutput) {
-    if (!output)
-        return false;
-    output->clear();
-    if (!input && inputLength)
-        return false;
+    InflateOutcome outcome;
     try {
-        InflateOutcome outcome = inflateGrowing(input, inputLength, MAX_WBITS, maxOutput, output);
+        if (!inflateZlib(input, inputLength, maxOutput, output, &outcome))
+            return false;
         if (outcome.status != Z_STREAM_END || outcome.capped) {
             output->clear();
             return false;
@@ -539,13 +549,10 @@ bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::stri
 
 bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* output,
                       size_t maxOutput) {
-    if (!output)
-        return false;
-    output->clear();
-    if (!input && inputLength)
-        return false;
+    InflateOutcome outcome;
     try {
-        InflateOutcome outcome = inflateGrowing(input, inputLength, MAX_WBITS, maxOutput, output);
+        if (!inflateZlib(input, inputLength, maxOutput, output, &outcome))
+            return false;
         if (outcome.status == Z_MEM_ERROR) {
             KPPDFLog("FlateDecode: out of memory");
             output->clear();

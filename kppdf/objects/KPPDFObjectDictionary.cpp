@@ -1,5 +1,6 @@
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -255,8 +256,11 @@ bool KPPDFObjectDictionary::peekEntries(std::span<const std::string_view> keys,
             continue;
         KPPDFRef<KPPDFObject> value =
             KPPDFDocument::parseObject(document_, last->offset, objectData_, directOnly_, true);
-        if (!value || value->rawLength() == 0)
-            return false; // the parser reads it otherwise: it is to judge the whole
+        if (!value || value->rawLength() == 0) {
+            // The parser reads it otherwise: it is to judge the whole.
+            std::fill(values, values + keys.size(), nullptr);
+            return false;
+        }
         value->setContainer(this);
         values[k] = std::move(value);
     }

@@ -13,27 +13,22 @@ namespace {
 constexpr size_t kMaxJobOutput = 4u << 20;
 } // namespace
 
-KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) {
-    auto byStream = [](const Place& a, const Place& b) { return a.stream < b.stream; };
-    // A stream listed twice keeps its first place.
-    std::vector<Place> listed;
-    listed.reserve(jobs.size());
-    for (size_t i = 0; i < jobs.size(); i++)
-        listed.push_back({jobs[i].stream, i});
-    std::stable_sort(listed.begin(), listed.end(), byStream);
-    std::vector<bool> keep(jobs.size(), false);
-    for (size_t i = 0; i < listed.size(); i++)
-        keep[listed[i].job] = i == 0 || listed[i].stream != listed[i - 1].stream;
-    jobs_.reserve(jobs.size());
-    places_.reserve(jobs.size());
-    for (size_t i = 0; i < jobs.size(); i++) {
-        if (!keep[i])
-            continue;
-        places_.push_back({jobs[i].stream, jobs_.size()});
-        jobs_.push_back(std::move(jobs[i]));
-    }
-    std::sort(places_.begin(), places_.end(), byStream);
+KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) : jobs_(std::move(jobs)) {
     states_.assign(jobs_.size(), State::Pending);
+    places_.reserve(jobs_.size());
+    for (size_t i = 0; i < jobs_.size(); i++)
+        places_.push_back({jobs_[i].stream, i});
+    std::stable_sort(places_.begin(), places_.end(),
+                     [](const Place& a, const Place& b) { return a.stream < b.stream; });
+    // A stream listed twice keeps its first place; the later job is never done.
+    size_t kept = 0;
+    for (const Place& place : places_) {
+        if (kept && places_[kept - 1].stream == place.stream)
+            states_[place.job] = State::Gone;
+        else
+            places_[kept++] = place;
+    }
+    places_.resize(kept);
     results_.resize(jobs_.size());
     // Room for every result up front: an exception on the helper thread would end the process.
     held_.reserve(jobs_.size());
