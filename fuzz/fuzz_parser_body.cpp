@@ -3,7 +3,8 @@
 // is forced: arrays and dictionaries parse, references resolve into the input through a small
 // object table, streams decode, and the results are written, copied and walked. The table's
 // objects are walked once more after the document is gone. A dictionary at offset 1 that can be
-// read without parsing is read both ways, and the two must agree.
+// read without parsing is read both ways, and the two must agree; so is an object stream there
+// that can be read without parsing.
 //
 // Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
 // objects 1 to 4 (two bytes each, big-endian, modulo the input length).
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
+#include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -106,6 +108,31 @@ void comparePeekWithParse(KPPDFDocument& document) {
     }
 }
 
+// An object stream read without parsing (as opening reads them on its helper thread) must be
+// what parsing reads: the same data, N and First, type and lone FlateDecode filter.
+void comparePlainObjectStreamWithParse(KPPDFDocument& document) {
+    KPPDFCompressedObjects::PlainObjectStream plain;
+    if (!KPPDFCompressedObjects::readPlainObjectStream(document.docData(), 1, &plain))
+        return;
+    auto stream = KPPDFCast<KPPDFObjectStream>(document.objectAtOffset(1));
+    KPPDFRef<KPPDFObjectDictionary> dictionary = stream ? stream->dictionary() : nullptr;
+    if (!dictionary)
+        __builtin_trap();
+    auto integer = [&](std::string_view key) {
+        KPPDFRef<KPPDFObject> value = dictionary->objectForKey(key);
+        return value && value->objectType() == KPPDFObjectTypeInteger ? value->longLongValue() : -1;
+    };
+    KPPDFRef<KPPDFObject> filter = dictionary->objectForKey("Filter");
+    KPPDFObjectName* name = filter ? filter->asName() : nullptr;
+    KPPDFData raw = stream->rawData();
+    if (raw.bytes() != plain.raw.bytes() || raw.length() != plain.raw.length() ||
+        integer("N") != static_cast<long long>(plain.count) ||
+        integer("First") != static_cast<long long>(plain.first) ||
+        !dictionary->hasName("Type", "ObjStm") || dictionary->objectForKey("DecodeParms") ||
+        !name || (name->value() != "FlateDecode" && name->value() != "Fl"))
+        __builtin_trap();
+}
+
 void exercise(const KPPDFRef<KPPDFObject>& object) {
     if (!object)
         return;
@@ -161,6 +188,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     }
 
     comparePeekWithParse(*document);
+    comparePlainObjectStreamWithParse(*document);
     exercise(document->objectAtOffset(1));
     exercise(document->objectAtOffset(bytes[0], data, false, false));
 

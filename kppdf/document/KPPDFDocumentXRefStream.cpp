@@ -63,7 +63,11 @@ bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
         KPPDFLog("Object %u is not an object stream", streamNumber);
         return false;
     }
-    if (cache.takeInflated(streamNumber, &index))
+    // What the helper read for itself is taken only if it is this stream as parsed here.
+    if (cache.isInflatingAhead() &&
+        cache.takeInflated(streamNumber,
+                           {plainFlate(*stream) ? stream->rawData() : KPPDFData(), count, first},
+                           &index))
         return true;
     KPPDFData data = stream->decodedData();
     if (!KPPDFCompressedObjects::readHeader(data, count, first, &index.entries)) {
@@ -201,21 +205,15 @@ void KPPDFDocument::startInflatingAhead() {
     for (size_t i = 0; i < numbers.size(); i++)
         if (!forecast[i])
             order.push_back(numbers[i]);
+    // The helper reads each stream's dictionary for itself: only where each one starts is
+    // looked up here.
     std::vector<KPPDFCompressedObjects::AheadJob> jobs;
     jobs.reserve(order.size());
-    for (uint32_t number : order) {
-        useObject(number, [&](KPPDFObject* object) {
-            KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
-            uint64_t count = 0, first = 0;
-            if (objectStreamSize(stream, &count, &first) && plainFlate(*stream))
-                jobs.push_back({number, stream->rawData(), count, first});
-            // Headers all through the file: the pages read for them go again as for any
-            // such reads.
-            if (stream)
-                noteFileOffsetRead(stream->range().location);
-        });
-    }
-    compressedObjects_->startInflatingAhead(std::move(jobs));
+    for (uint32_t number : order)
+        if (number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
+            pending_[number].position != 0 && !compressedObjects_->isDecoded(number))
+            jobs.push_back({number, pending_[number].position});
+    compressedObjects_->startInflatingAhead(docData_, std::move(jobs));
 }
 
 void KPPDFDocument::stopInflatingAhead() {

@@ -58,42 +58,136 @@ TEST(KPPDFCompressedObjects, BudgetLetsTheLeastRecentlyUsedStreamsGo) {
     EXPECT_FALSE(decoded(2) || decoded(7) || decoded(8));
 }
 
-TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
-    // Object streams as a writer makes them: a header of "number offset" pairs, then the
-    // objects; each deflated.
-    auto objectStream = [](uint32_t stream, std::string* text) {
+// Object streams as a writer makes them, one after another in a file: a header of "number
+// offset" pairs, then the objects, deflated. The dictionary's entries are the given ones, then N
+// and First, and Length (the data's) unless given; cut bytes are taken off the deflated data, and
+// without deflate the text is stored as it is.
+struct ObjectStreamFile {
+    std::string file;
+    std::map<uint32_t, std::string> texts;
+    std::map<uint32_t, KPPDFCompressedObjects::PlainObjectStream> parsed; // as a parser reads them
+    std::vector<KPPDFCompressedObjects::AheadJob> jobs;
+    KPPDFData data;
+
+    void add(uint32_t stream, std::string dictionary = "/Type /ObjStm /Filter /FlateDecode",
+             size_t cut = 0, bool deflate = true) {
         std::string header, body;
         for (uint32_t i = 0; i < 3; i++) {
             header += std::to_string(stream * 100 + i) + " " + std::to_string(body.size()) + " ";
             body +=
                 "<< /Stream " + std::to_string(stream) + " /Index " + std::to_string(i) + " >>\n";
         }
-        *text = header + body;
-        std::string packed(KPPDFDeflateBound(static_cast<uint32_t>(text->size())), '\0');
-        uint32_t length = static_cast<uint32_t>(packed.size());
-        EXPECT_EQ(KPPDFDeflate(reinterpret_cast<const uint8_t*>(text->data()),
-                               static_cast<uint32_t>(text->size()),
-                               reinterpret_cast<uint8_t*>(packed.data()), &length),
-                  1);
-        packed.resize(length);
-        return KPPDFCompressedObjects::AheadJob{stream, KPPDFData(std::move(packed)), 3,
-                                                header.size()};
+        std::string text = header + body;
+        std::string packed = text;
+        if (deflate) {
+            packed.assign(KPPDFDeflateBound(static_cast<uint32_t>(text.size())), '\0');
+            uint32_t length = static_cast<uint32_t>(packed.size());
+            EXPECT_EQ(KPPDFDeflate(reinterpret_cast<const uint8_t*>(text.data()),
+                                   static_cast<uint32_t>(text.size()),
+                                   reinterpret_cast<uint8_t*>(packed.data()), &length),
+                      1);
+            packed.resize(length - cut);
+        }
+        if (!texts.count(stream))
+            texts[stream] = text;
+        file += std::to_string(stream) + " 0 obj\n";
+        jobs.push_back({stream, file.size()});
+        if (dictionary.find("/Length") == std::string::npos)
+            dictionary += " /Length " + std::to_string(packed.size());
+        file += "<< " + dictionary + " /N 3 /First " + std::to_string(header.size()) +
+                " >>\r\nstream\r\n";
+        if (!places.count(stream))
+            places[stream] = {file.size(), packed.size(), header.size()};
+        file += packed + "\r\nendstream\nendobj\n";
+    }
+    // The file's bytes, and each stream as a parser reads it from them.
+    void finish() {
+        data = KPPDFData(std::string(file));
+        for (const auto& [stream, place] : places)
+            parsed[stream] = {data.subdata(place.offset, place.length), 3, place.first};
+    }
+
+private:
+    struct Place {
+        size_t offset, length, first;
     };
+    std::map<uint32_t, Place> places;
+};
+
+TEST(KPPDFCompressedObjects, PlainObjectStreamsReadWithoutParsing) {
+    auto read = [](const std::string& text, KPPDFCompressedObjects::PlainObjectStream* stream) {
+        static KPPDFData data;
+        data = KPPDFData(std::string(text));
+        return KPPDFCompressedObjects::readPlainObjectStream(data, 0, stream);
+    };
+    KPPDFCompressedObjects::PlainObjectStream stream;
+    // Written the usual ways: LF or CR LF after "stream", keys in any order and repeated, the
+    // short filter name; the data is what Length says.
+    ASSERT_TRUE(read("<</Type/ObjStm/N 2/First 9/Length 4/Filter/FlateDecode>>\nstream\nabcd\n"
+                     "endstream",
+                     &stream));
+    EXPECT_EQ(stream.raw.view(), "abcd");
+    EXPECT_EQ(stream.count, 2u);
+    EXPECT_EQ(stream.first, 9u);
+    ASSERT_TRUE(read("<< /Length 1 /N 7 /Filter /Fl /First 3 /Type /ObjStm /Length 3 /Extends "
+                     "4 0 R >> stream\r\nxyz\r\nendstream",
+                     &stream));
+    EXPECT_EQ(stream.raw.view(), "xyz");
+    EXPECT_EQ(stream.count, 7u);
+    // Anything a parser must judge, or that is not inflated by zlib alone, is refused.
+    const char* refused[] = {
+        "<< /Type /ObjStm /N 2 /First 9 /Length 5 0 R /Filter /FlateDecode >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode /DecodeParms << >> >>\n"
+        "stream\nabcd\nendstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode /DecodeParms null >>\n"
+        "stream\nabcd\nendstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter [/FlateDecode] >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /LZWDecode >>\nstream\nabcd\nendstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 >>\nstream\nabcd\nendstream",
+        "<< /Type /XRef /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\nendstream",
+        "<< /Type /ObjStm /N -2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9.5 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 3 /Filter /FlateDecode >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 40 /Filter /FlateDecode >>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nabcd\nendstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode %\n>>\nstream\nabcd\n"
+        "endstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\nendstr",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 99999999999999999999 /Filter /FlateDecode >>\n"
+        "stream\nabcd\nendstream",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>",
+        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode",
+        "",
+    };
+    for (const char* text : refused)
+        EXPECT_FALSE(read(text, &stream)) << text;
+}
+
+TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
+    ObjectStreamFile made;
     const uint32_t streams[] = {40, 7, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 99};
-    std::map<uint32_t, std::string> texts;
-    std::vector<KPPDFCompressedObjects::AheadJob> jobs;
     for (uint32_t stream : streams)
-        jobs.push_back(objectStream(stream, &texts[stream]));
-    jobs.push_back(objectStream(12, &texts[1000])); // listed twice: the first place counts
-    // Damaged: cut short, and not deflated at all. The reader decodes those itself.
-    jobs.push_back(objectStream(50, &texts[50]));
-    jobs.back().raw = jobs.back().raw.subdata(0, jobs.back().raw.length() / 2);
-    jobs.push_back({51, KPPDFData(std::string("3 0 << >>")), 1, 4});
+        made.add(stream);
+    made.add(12); // listed twice: the first place counts
+    // Damaged (cut short), not deflated at all, and written so that only a parser can read
+    // them: the reader decodes those itself.
+    made.add(50, "/Type /ObjStm /Filter /FlateDecode", 5);
+    made.add(51, "/Type /ObjStm /Filter /FlateDecode", 0, false);
+    made.add(52, "/Type /ObjStm /Filter /FlateDecode /Length 9 0 R");
+    made.finish();
+    auto& texts = made.texts;
+    auto& parsed = made.parsed;
 
     auto expectRead = [&](KPPDFInflateAhead& ahead, uint32_t stream) {
         SCOPED_TRACE(stream);
         KPPDFCompressedObjects::StreamIndex index;
-        ASSERT_TRUE(ahead.take(stream, &index));
+        ASSERT_TRUE(ahead.take(stream, parsed[stream], &index));
         EXPECT_EQ(index.data.view(), texts[stream]);
         ASSERT_EQ(index.entries.size(), 3u);
         EXPECT_EQ(index.entries[1].number, stream * 100 + 1);
@@ -105,44 +199,50 @@ TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
         EXPECT_EQ(ahead.inflated(), count);
     };
     {
-        KPPDFInflateAhead ahead(jobs);
-        // Nothing is read before the first take; the first job is then the reader's own.
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        EXPECT_EQ(ahead.inflated(), 0u);
+        KPPDFInflateAhead ahead(made.data, made.jobs);
+        // The first two are read at once, before the reader asks.
+        waitFor(ahead, 2);
+        expectRead(ahead, 40);
+        // A stream the reader parsed otherwise (here, another First) is not handed out.
         KPPDFCompressedObjects::StreamIndex index;
-        EXPECT_FALSE(ahead.take(40, &index));
+        KPPDFCompressedObjects::PlainObjectStream other = parsed[7];
+        other.first++;
+        EXPECT_FALSE(ahead.take(7, other, &index));
         EXPECT_TRUE(index.data.isNull());
         // Two ahead after a jump, then twice as many with each take in order.
-        waitFor(ahead, 2);
-        expectRead(ahead, 7);
+        waitFor(ahead, 6);
         expectRead(ahead, 12);
-        waitFor(ahead, 10);
+        waitFor(ahead, 11);
         for (uint32_t stream = 13; stream <= 20; stream++)
             expectRead(ahead, stream);
-        waitFor(ahead, 14); // 21, 22, 23 and 99; the damaged two are not counted
+        waitFor(ahead, 15); // 21, 22, 23 and 99; the damaged three are not counted
         // A jump back (to a stream handed already: once only) lets go of what was made past
         // the new window.
-        EXPECT_FALSE(ahead.take(18, &index));
-        EXPECT_FALSE(ahead.take(1234, &index)); // not a job
-        EXPECT_FALSE(ahead.take(50, &index));
-        EXPECT_FALSE(ahead.take(51, &index));
+        EXPECT_FALSE(ahead.take(18, parsed[18], &index));
+        EXPECT_FALSE(ahead.take(1234, parsed[18], &index)); // not a job
+        for (uint32_t stream : {50u, 51u, 52u, 7u, 99u})
+            EXPECT_FALSE(ahead.take(stream, parsed[stream], &index)) << stream;
         EXPECT_TRUE(index.data.isNull() && index.entries.empty());
-        EXPECT_FALSE(ahead.take(7, &index));
-        EXPECT_FALSE(ahead.take(99, &index));
         EXPECT_EQ(ahead.handed(), 10u);
     }
     {
         // Destroyed with work under way and results held: the helper stops and nothing leaks.
-        KPPDFInflateAhead ahead(jobs);
+        KPPDFInflateAhead ahead(made.data, made.jobs);
         KPPDFCompressedObjects::StreamIndex index;
-        ahead.take(7, &index);
+        ahead.take(7, parsed[7], &index);
     }
-    // Through the cache, as the document uses it.
+    // Through the cache, as the document uses it; a null raw (a stream the reader found not
+    // plainly deflated) never matches.
     KPPDFCompressedObjects cache;
     KPPDFCompressedObjects::StreamIndex index;
-    EXPECT_FALSE(cache.takeInflated(40, &index));
-    cache.startInflatingAhead(jobs);
-    cache.takeInflated(40, &index);
+    EXPECT_FALSE(cache.takeInflated(40, parsed[40], &index));
+    cache.startInflatingAhead(made.data, made.jobs);
+    EXPECT_TRUE(cache.isInflatingAhead());
+    EXPECT_FALSE(cache.takeInflated(40, {KPPDFData(), 3, parsed[40].first}, &index));
+    // (The helper may not have reached it yet: then the reader decodes it.)
+    if (cache.takeInflated(7, parsed[7], &index)) {
+        EXPECT_EQ(index.data.view(), texts[7]);
+    }
     cache.stopInflatingAhead();
-    EXPECT_FALSE(cache.takeInflated(7, &index));
+    EXPECT_FALSE(cache.takeInflated(12, parsed[12], &index));
 }

@@ -1,11 +1,16 @@
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/internal/KPPDFInflateAhead.h"
 #include "kppdf/document/internal/KPPDFXRefSyntax.h"
+#include "kppdf/objects/KPPDFCharLookup.h"
+#include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
+#include "kppdf/objects/internal/KPPDFLazyScan.h"
 
 void KPPDFCompressedObjects::setLocation(uint32_t number, uint32_t stream, uint32_t index) {
     if (number == 0 || number > KPPDFDocument::kMaxObjectNumber)
@@ -71,17 +76,88 @@ std::vector<uint32_t> KPPDFCompressedObjects::streamNumbers() const {
 KPPDFCompressedObjects::KPPDFCompressedObjects() = default;
 KPPDFCompressedObjects::~KPPDFCompressedObjects() = default;
 
-void KPPDFCompressedObjects::startInflatingAhead(std::vector<AheadJob> jobs) {
+void KPPDFCompressedObjects::startInflatingAhead(const KPPDFData& file,
+                                                 std::vector<AheadJob> jobs) {
     ahead_.reset();
-    ahead_ = std::make_unique<KPPDFInflateAhead>(std::move(jobs));
+    ahead_ = std::make_unique<KPPDFInflateAhead>(file, std::move(jobs));
 }
 
 void KPPDFCompressedObjects::stopInflatingAhead() {
     ahead_.reset();
 }
 
-bool KPPDFCompressedObjects::takeInflated(uint32_t stream, StreamIndex* index) {
-    return ahead_ && ahead_->take(stream, index);
+bool KPPDFCompressedObjects::takeInflated(uint32_t stream, const PlainObjectStream& expected,
+                                          StreamIndex* index) {
+    return ahead_ && ahead_->take(stream, expected, index);
+}
+
+bool KPPDFCompressedObjects::readPlainObjectStream(const KPPDFData& file, uint64_t position,
+                                                   PlainObjectStream* stream) {
+    std::vector<KPPDFPlainEntry> entries;
+    uint64_t end = 0;
+    if (!KPPDFPlainDictionaryEntries(file, position, &entries, &end))
+        return false;
+    const char* base = file.chars();
+    const uint64_t length = file.length();
+    auto name = [&](uint64_t at) {
+        return std::string_view(base + at, KPPDFObjectName::scanName(base + at, base + length));
+    };
+    // A direct non-negative integer: digits, then the next key or the end (digits after it
+    // would make it a reference).
+    auto integer = [&](uint64_t at, uint64_t* value) {
+        uint64_t p = at;
+        *value = 0;
+        while (p < length && KPPDFIsDigit(static_cast<uint8_t>(base[p])) && p - at < 18)
+            *value = *value * 10 + static_cast<uint64_t>(base[p++] - '0');
+        if (p == at)
+            return false;
+        while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
+            p++;
+        return p < length && (base[p] == '/' || base[p] == '>');
+    };
+    // A key written twice keeps its last value, as the parser does.
+    uint64_t type = 0, filter = 0, lengthValue = 0, count = 0, first = 0;
+    for (const KPPDFPlainEntry& entry : entries) {
+        if (entry.key == "DecodeParms")
+            return false;
+        uint64_t* place = entry.key == "Type"     ? &type
+                          : entry.key == "Filter" ? &filter
+                          : entry.key == "Length" ? &lengthValue
+                          : entry.key == "N"      ? &count
+                          : entry.key == "First"  ? &first
+                                                  : nullptr;
+        if (place)
+            *place = entry.offset;
+    }
+    uint64_t declared = 0;
+    if (!type || !filter || !lengthValue || !count || !first || name(type) != "/ObjStm" ||
+        (name(filter) != "/FlateDecode" && name(filter) != "/Fl") ||
+        !integer(lengthValue, &declared) || !integer(count, &stream->count) ||
+        !integer(first, &stream->first))
+        return false;
+    // The data starts after "stream" and its line end, and Length ends it at "endstream" (the
+    // parser's reading when all is well).
+    uint64_t p = end;
+    while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
+        p++;
+    if (length - p < 6 || std::memcmp(base + p, "stream", 6) != 0)
+        return false;
+    uint64_t start = p + 6;
+    if (start < length && base[start] == '\r')
+        start++;
+    if (start < length && base[start] == '\n')
+        start++;
+    if (declared > length - start)
+        return false;
+    p = start + declared;
+    if (p < length && base[p] == '\r')
+        p++;
+    if (p < length && base[p] == '\n')
+        p++;
+    if (length - p < 9 || std::memcmp(base + p, "endstream", 9) != 0)
+        return false;
+    stream->raw = file.subdata(static_cast<size_t>(start), static_cast<size_t>(declared));
+    return true;
 }
 
 void KPPDFCompressedObjects::clear() {

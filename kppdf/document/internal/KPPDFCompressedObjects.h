@@ -71,21 +71,35 @@ public:
 
     // The numbers of the object streams that hold objects, ascending.
     std::vector<uint32_t> streamNumbers() const;
-    // An object stream to read ahead: its raw bytes (FlateDecode alone, no parameters) and its
-    // "N" and "First".
+    // An object stream to read ahead: its number and where its dictionary starts in the file
+    // (the first byte after "obj").
     struct AheadJob {
         uint32_t stream = 0;
+        uint64_t position = 0;
+    };
+    // What inflating an object stream needs: its raw bytes (FlateDecode alone, no parameters)
+    // and its "N" and "First".
+    struct PlainObjectStream {
         KPPDFData raw;
         uint64_t count = 0;
         uint64_t first = 0;
     };
-    // Reading object streams on a second thread (see KPPDFInflateAhead): started with the
-    // streams to read, stopped when the reading that wants them is over.
-    void startInflatingAhead(std::vector<AheadJob> jobs);
+    // Reads an object stream from file at position without parsing it, when its dictionary is
+    // plain (see KPPDFPlainDictionaryEntries) and written the usual way: Type ObjStm, a direct
+    // Length that ends the data at "endstream", direct N and First, a FlateDecode filter named
+    // alone and no DecodeParms. False for anything else (the parser then judges). Touches
+    // nothing but file, logs nothing.
+    static bool readPlainObjectStream(const KPPDFData& file, uint64_t position,
+                                      PlainObjectStream* stream);
+    // Reading object streams of file on a second thread (see KPPDFInflateAhead): started with
+    // the streams to read, stopped when the reading that wants them is over.
+    void startInflatingAhead(const KPPDFData& file, std::vector<AheadJob> jobs);
     void stopInflatingAhead();
-    // Fills index with the decoded bytes and header the helper read for stream; false when it
-    // has none (the caller decodes the stream).
-    bool takeInflated(uint32_t stream, StreamIndex* index);
+    bool isInflatingAhead() const { return ahead_ != nullptr; }
+    // Fills index with the decoded bytes and header the helper read for stream, when it read
+    // the stream as expected (the raw bytes, N and First the caller parsed; a null raw never
+    // matches); false otherwise (the caller decodes the stream).
+    bool takeInflated(uint32_t stream, const PlainObjectStream& expected, StreamIndex* index);
 
     KPPDFCompressedObjects();
     ~KPPDFCompressedObjects();

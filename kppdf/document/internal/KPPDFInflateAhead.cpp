@@ -13,7 +13,8 @@ namespace {
 constexpr size_t kMaxJobOutput = 4u << 20;
 } // namespace
 
-KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) : jobs_(std::move(jobs)) {
+KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs)
+    : file_(file), jobs_(std::move(jobs)) {
     states_.assign(jobs_.size(), State::Pending);
     places_.reserve(jobs_.size());
     for (size_t i = 0; i < jobs_.size(); i++)
@@ -34,6 +35,8 @@ KPPDFInflateAhead::KPPDFInflateAhead(std::vector<Job> jobs) : jobs_(std::move(jo
     held_.reserve(jobs_.size());
     if (jobs_.empty())
         return;
+    // The reader usually starts with the first job: the helper does not wait for it.
+    limit_ = std::min(kFirstAhead, jobs_.size());
     try {
         thread_ = std::thread(&KPPDFInflateAhead::run, this);
     } catch (const std::system_error&) {
@@ -63,19 +66,20 @@ void KPPDFInflateAhead::run() {
         size_t job = cursor_++;
         states_[job] = State::Working;
         lock.unlock();
-        const Job& work = jobs_[job];
         Result result;
         bool whole = false;
         try {
             std::string decoded;
-            whole =
-                work.raw.length() <= UINT32_MAX &&
-                KPPDFFlateDecodeWhole(work.raw.bytes(), static_cast<uint32_t>(work.raw.length()),
-                                      &decoded, kMaxJobOutput);
+            const KPPDFData& raw = result.read.raw;
+            whole = KPPDFCompressedObjects::readPlainObjectStream(file_, jobs_[job].position,
+                                                                  &result.read) &&
+                    raw.length() <= UINT32_MAX &&
+                    KPPDFFlateDecodeWhole(raw.bytes(), static_cast<uint32_t>(raw.length()),
+                                          &decoded, kMaxJobOutput);
             if (whole) {
                 result.data = KPPDFData(std::move(decoded));
-                whole = KPPDFCompressedObjects::readHeader(result.data, work.count, work.first,
-                                                           &result.entries) &&
+                whole = KPPDFCompressedObjects::readHeader(result.data, result.read.count,
+                                                           result.read.first, &result.entries) &&
                         !result.entries.empty();
             }
         } catch (const std::bad_alloc&) {
@@ -101,7 +105,9 @@ void KPPDFInflateAhead::letGo(size_t job) {
     states_[job] = State::Gone;
 }
 
-bool KPPDFInflateAhead::take(uint32_t stream, KPPDFCompressedObjects::StreamIndex* index) {
+bool KPPDFInflateAhead::take(uint32_t stream,
+                             const KPPDFCompressedObjects::PlainObjectStream& expected,
+                             KPPDFCompressedObjects::StreamIndex* index) {
     auto found =
         std::lower_bound(places_.begin(), places_.end(), stream,
                          [](const Place& place, uint32_t value) { return place.stream < value; });
@@ -126,14 +132,21 @@ bool KPPDFInflateAhead::take(uint32_t stream, KPPDFCompressedObjects::StreamInde
         }
     }
     finished_.wait(lock, [&] { return states_[job] != State::Working; });
-    bool handed = states_[job] == State::Done;
-    if (handed) {
+    bool handed = false;
+    if (states_[job] == State::Done) {
         held_.erase(std::find(held_.begin(), held_.end(), job));
-        heldBytes_ -= results_[job].data.length();
-        index->data = std::move(results_[job].data);
-        index->entries = std::move(results_[job].entries);
-        results_[job] = Result();
-        handed_++;
+        Result& result = results_[job];
+        heldBytes_ -= result.data.length();
+        const KPPDFData& raw = result.read.raw;
+        handed = !expected.raw.isNull() && raw.bytes() == expected.raw.bytes() &&
+                 raw.length() == expected.raw.length() && result.read.count == expected.count &&
+                 result.read.first == expected.first;
+        if (handed) {
+            index->data = std::move(result.data);
+            index->entries = std::move(result.entries);
+            handed_++;
+        }
+        result = Result();
     }
     states_[job] = State::Gone;
     lock.unlock();

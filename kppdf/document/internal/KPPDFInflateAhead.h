@@ -14,11 +14,14 @@
 // reader is expected to take them; the helper works a few jobs ahead of the last one taken, and
 // lets go of what it made for jobs the reader passed by or jumped away from.
 //
-// The helper touches no document state: a job is a stream number, the stream's raw bytes (the
-// data keeps them alive) and its header's size, and it keeps only clean results (a whole zlib
-// stream, a well-formed header), so what take() hands out is what the reader's own decoding
-// would give. A stream the helper could not read cleanly, did not reach, or let go is left to
-// the reader, which decodes (and logs) as usual. The helper stops when the object is destroyed.
+// The helper touches no document state: a job is a stream number and the place of its object in
+// the file (the data keeps the bytes alive), which the helper reads for itself when it is
+// written plainly (KPPDFCompressedObjects::readPlainObjectStream). It keeps only clean results
+// (a whole zlib stream, a well-formed header), and take() hands one out only when the reader
+// parsed the stream to the same raw bytes, N and First, so what the reader gets is what its own
+// decoding would give. A stream the helper could not read cleanly, did not reach, or let go is
+// left to the reader, which decodes (and logs) as usual. The helper stops when the object is
+// destroyed.
 class KPPDFInflateAhead {
 public:
     using Job = KPPDFCompressedObjects::AheadJob;
@@ -29,17 +32,20 @@ public:
     // Bytes of results held for the reader at most.
     static constexpr size_t kMaxHeldBytes = 8u << 20;
 
-    // jobs in the order the reader should want them (a stream listed again is dropped). Starts
-    // the helper; if the system refuses a thread, take() always returns false.
-    explicit KPPDFInflateAhead(std::vector<Job> jobs);
+    // jobs in the order the reader should want them (a stream listed again is dropped), in
+    // file. Starts the helper on the first few at once; if the system refuses a thread, take()
+    // always returns false.
+    KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs);
     ~KPPDFInflateAhead();
     KPPDFInflateAhead(const KPPDFInflateAhead&) = delete;
     KPPDFInflateAhead& operator=(const KPPDFInflateAhead&) = delete;
 
     // The decoded bytes and header of stream, into index: at once if the helper made them,
-    // after it finishes if it is reading that stream now. False, index untouched, when the
-    // reader is to decode it itself.
-    bool take(uint32_t stream, KPPDFCompressedObjects::StreamIndex* index);
+    // after it finishes if it is reading that stream now, in either case only when the helper
+    // read the stream as expected. False, index untouched, when the reader is to decode it
+    // itself.
+    bool take(uint32_t stream, const KPPDFCompressedObjects::PlainObjectStream& expected,
+              KPPDFCompressedObjects::StreamIndex* index);
     // Streams the helper read so far, and of those, handed to the reader.
     size_t inflated() const;
     size_t handed() const;
@@ -47,6 +53,7 @@ public:
 private:
     enum class State : uint8_t { Pending, Working, Done, Gone };
     struct Result {
+        KPPDFCompressedObjects::PlainObjectStream read; // what the helper took the stream to be
         KPPDFData data;
         std::vector<KPPDFCompressedObjects::Entry> entries;
     };
@@ -57,6 +64,7 @@ private:
         uint32_t stream;
         size_t job;
     };
+    KPPDFData file_;
     std::vector<Job> jobs_;
     std::vector<Place> places_; // by stream number
     std::vector<State> states_;
@@ -64,7 +72,7 @@ private:
     std::vector<size_t> held_; // jobs in state Done
     size_t heldBytes_ = 0;
     size_t cursor_ = 0;      // the helper's next job to look at
-    size_t limit_ = 0;       // and the end of the jobs it may work on: none before the first take
+    size_t limit_ = 0;       // and the end of the jobs it may work on
     size_t last_ = SIZE_MAX; // the job taken last
     size_t window_ = kFirstAhead;
     size_t inflated_ = 0;

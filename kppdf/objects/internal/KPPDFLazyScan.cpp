@@ -173,7 +173,7 @@ uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset) {
 }
 
 bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
-                                 std::vector<KPPDFPlainEntry>* entries) {
+                                 std::vector<KPPDFPlainEntry>* entries, uint64_t* end) {
     entries->clear();
     const uint64_t length = data.length();
     if (offset + 1 >= length || data.bytes()[offset] != '<' || data.bytes()[offset + 1] != '<')
@@ -208,8 +208,11 @@ bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
     uint64_t p = offset + 2;
     while (true) {
         p = skipBlanks(p);
-        if (p + 1 < length && base[p] == '>' && base[p + 1] == '>')
+        if (p + 1 < length && base[p] == '>' && base[p + 1] == '>') {
+            if (end)
+                *end = p + 2;
             return true;
+        }
         if (p >= length || base[p] != '/')
             return false;
         size_t keyLength = KPPDFObjectName::scanName(base + p, base + length);

@@ -28,9 +28,10 @@ struct KPPDFPlainEntry {
 // keys and, as values, names, numbers, references, booleans, nulls and plain arrays
 // (KPPDFPlainArrayLength), each token ending at white space or a delimiter, up to its ">>"; no
 // comments, strings or nested dictionaries. Parsing such a dictionary gives exactly these
-// entries (a key written twice keeps its last value). False for any other dictionary.
+// entries (a key written twice keeps its last value). False for any other dictionary. end, when
+// given, receives the offset just past its ">>".
 bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
-                                 std::vector<KPPDFPlainEntry>* entries);
+                                 std::vector<KPPDFPlainEntry>* entries, uint64_t* end = nullptr);
 
 class KPPDFObject;
 
