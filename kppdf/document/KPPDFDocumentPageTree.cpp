@@ -2,8 +2,10 @@
 // (12.3.3), and the page list that the rest of the library works from.
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "kppdf/document/KPPDFDestination.h"
@@ -21,7 +23,54 @@
 #include "kppdf/platform/KPPDFLog.h"
 
 namespace {
-using NodeSet = std::unordered_set<const KPPDFObject*>;
+// The nodes a walk has met, by address, in an open-addressing table: the page walk meets
+// thousands of pages, and a node-based set would allocate for each.
+class NodeSet {
+public:
+    NodeSet() = default;
+    NodeSet(std::initializer_list<const KPPDFObject*> nodes) {
+        for (const KPPDFObject* node : nodes)
+            insert(node);
+    }
+    // Adds node; second is false when it was there already (as for a standard set).
+    std::pair<const KPPDFObject*, bool> insert(const KPPDFObject* node) {
+        if (!node) {
+            bool added = !hasNull_;
+            hasNull_ = true;
+            return {node, added};
+        }
+        if ((count_ + 1) * 2 > slots_.size())
+            grow();
+        const size_t mask = slots_.size() - 1;
+        for (size_t i = hash(node) & mask;; i = (i + 1) & mask) {
+            if (!slots_[i]) {
+                slots_[i] = node;
+                count_++;
+                return {node, true};
+            }
+            if (slots_[i] == node)
+                return {node, false};
+        }
+    }
+
+private:
+    static size_t hash(const KPPDFObject* node) {
+        uint64_t value = reinterpret_cast<uintptr_t>(node);
+        value = (value ^ (value >> 31)) * 0x9E3779B97F4A7C15ull;
+        return static_cast<size_t>(value ^ (value >> 32));
+    }
+    void grow() {
+        std::vector<const KPPDFObject*> old(std::max<size_t>(64, slots_.size() * 2), nullptr);
+        old.swap(slots_);
+        count_ = 0;
+        for (const KPPDFObject* node : old)
+            if (node)
+                insert(node);
+    }
+    std::vector<const KPPDFObject*> slots_; // a power of two long, at most half full
+    size_t count_ = 0;
+    bool hasNull_ = false;
+};
 
 std::string typeText(const KPPDFRef<KPPDFObject>& type) {
     if (!type)
@@ -188,6 +237,17 @@ bool KPPDFDocument::prepPages() {
     // are read, so its dictionaries stay parsed.
     bool keepParsed = encryptionStatus_ != 0 || !encryptKey_.empty() || trailerHasEncrypt();
     bool changed = false;
+    // The pages under one node inherit the same entries: what the node and those above it give
+    // for each box and the rotation is looked up once per node. It is the same for each of its
+    // pages, even in a broken tree whose chain of parents comes back through a page: that page
+    // lacks the entry (its own would have been taken first), and its parent is the node the
+    // lookup started from, where it only goes round again.
+    struct Inherited {
+        bool known = false;
+        KPPDFRef<KPPDFObject> value;
+    };
+    KPPDFRef<KPPDFObjectDictionary> inheritedFrom;
+    Inherited inherited[kPageRotate - kPageMediaBox + 1];
     auto makePage = [&](const KPPDFRef<KPPDFObjectDictionary>& dictionary,
                         KPPDFObjectDictionary::Source source, const PageEntries* entries) {
         if (countUsable && pages_.size() >= declared)
@@ -197,11 +257,25 @@ bool KPPDFDocument::prepPages() {
         if (entries && !entries->values[kPageImprints] && !keepParsed && !source.data.isNull()) {
             // Read without parsing the dictionary: its own entries are those the walk read.
             auto parent = KPPDFResolve<KPPDFObjectDictionary>(entries->values[kPageParent]);
+            if (parent != inheritedFrom) {
+                inheritedFrom = parent;
+                for (Inherited& entry : inherited)
+                    entry = Inherited();
+            }
             auto lookup = [&](std::string_view key) -> KPPDFRef<KPPDFObject> {
-                for (int k = kPageMediaBox; k <= kPageRotate; k++)
-                    if (key == kPageKeyNames[k])
-                        if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]))
-                            return own;
+                for (int k = kPageMediaBox; k <= kPageRotate; k++) {
+                    if (key != kPageKeyNames[k])
+                        continue;
+                    if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]))
+                        return own;
+                    Inherited& entry = inherited[k - kPageMediaBox];
+                    if (!entry.known) {
+                        entry.value = KPPDFObjectDictionary::objectFromParentsForKey(
+                            parent, key, dictionary.get());
+                        entry.known = true;
+                    }
+                    return entry.value;
+                }
                 return KPPDFObjectDictionary::objectFromParentsForKey(parent, key,
                                                                       dictionary.get());
             };

@@ -210,6 +210,49 @@ TEST(KPPDFDocumentPageTree, CyclesAndRepeatsAreCut) {
     EXPECT_EQ(pageNumbers(*onePage), (std::vector<uint32_t>{2}));
 }
 
+TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUp) {
+    // Pages read without parsing take inherited boxes and rotations from their node once for
+    // all its pages; each must get what looking up its own ancestors gives, in a sound tree and
+    // in one whose chain of parents comes back through a page (7's node claims it as parent).
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 6 0 R] /Count 5 /Rotate 180 "
+                   "/MediaBox [0 0 300 300] >>");
+    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 9 0 R] /Count 3 "
+                   "/CropBox [10 10 290 290] >>");
+    builder.add(4, page(3));
+    builder.add(5, page(3, "/Rotate 90 /MediaBox [0 0 100 200]"));
+    builder.add(9, page(3));
+    builder.add(6, "<< /Type /Pages /Parent 7 0 R /Kids [7 0 R 8 0 R] /Count 2 "
+                   "/MediaBox [0 0 50 60] >>");
+    builder.add(7, page(6));
+    builder.add(8, page(6, "/CropBox [1 1 20 20]"));
+    auto document = loadBuilt(builder, 9);
+    ASSERT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 5, 9, 7, 8}));
+    const struct {
+        KPPDFRect media;
+        bool hasCrop;
+        uint32_t rotation;
+    } expected[] = {
+        {KPPDFMakeRect(0, 0, 300, 300), true, 180}, {KPPDFMakeRect(0, 0, 100, 200), true, 90},
+        {KPPDFMakeRect(0, 0, 300, 300), true, 180}, {KPPDFMakeRect(0, 0, 50, 60), false, 0},
+        {KPPDFMakeRect(0, 0, 50, 60), true, 0},
+    };
+    for (uint32_t i = 0; i < 5; i++) {
+        KPPDFPage& page = *document->pageAtIndex(i);
+        EXPECT_EQ(page.mediaBox(), expected[i].media) << i;
+        EXPECT_EQ(page.cropBox(nullptr), expected[i].hasCrop) << i;
+        uint32_t rotation = 0;
+        page.rotate(&rotation);
+        EXPECT_EQ(rotation, expected[i].rotation) << i;
+        // The same as each page's own lookup, made now on its parsed dictionary.
+        auto own = page.pageDictionary();
+        auto rotate = own->objectFromAncestorsForKey("Rotate");
+        EXPECT_EQ(rotate ? static_cast<uint32_t>(rotate->longLongValue()) : 0u, rotation) << i;
+        EXPECT_EQ(own->objectFromAncestorsForKey("CropBox") != nullptr, expected[i].hasCrop) << i;
+    }
+}
+
 TEST(KPPDFDocumentPageTree, DeepTreesAreWalkedWithoutRecursion) {
     // Node i lists page i and node i + 1; node 0 is the root.
     auto build = [](unsigned levels) {
