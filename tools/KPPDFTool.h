@@ -1,6 +1,7 @@
 #pragma once
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
 
@@ -21,6 +22,8 @@ struct KPPDFToolContext {
     bool json = false;
     bool verbose = false;
     int status = KPPDFToolExitOK;
+    // The documents the command opened, kept to the end (see main).
+    std::vector<KPPDFRef<KPPDFDocument>> opened;
 };
 
 // Adds FILE (- for standard input), --password and --verbose to a subcommand.
