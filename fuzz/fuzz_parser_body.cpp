@@ -3,13 +3,14 @@
 // is forced: arrays and dictionaries parse, references resolve into the input through a small
 // object table, streams decode, and the results are written, copied and walked. The table's
 // objects are walked once more after the document is gone. A dictionary at offset 1 that can be
-// read without parsing is read both ways, and the two must agree; so is an object stream there
-// that can be read without parsing.
+// read without parsing is read both ways, and the two must agree; so are an object stream and
+// an array of numbers there that can be read without parsing.
 //
 // Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
 // objects 1 to 4 (two bytes each, big-endian, modulo the input length).
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -108,6 +109,24 @@ void comparePeekWithParse(KPPDFDocument& document) {
     }
 }
 
+// An array of numbers read without parsing must give, number by number, what its parsed
+// elements give.
+void compareNumbersWithParse(KPPDFDocument& document) {
+    auto array = KPPDFCast<KPPDFObjectArray>(document.objectAtOffset(1));
+    float numbers[16];
+    size_t count = 0;
+    if (!array || !array->plainNumbers(numbers, 16, &count))
+        return;
+    if (array->count() != count)
+        __builtin_trap();
+    for (size_t i = 0; i < count; i++) {
+        KPPDFRef<KPPDFObject> element = array->value()[i];
+        float parsed = element ? element->realValue() : 0.0f;
+        if (!element || !element->isNumber() || std::memcmp(&parsed, &numbers[i], sizeof parsed))
+            __builtin_trap();
+    }
+}
+
 // An object stream read without parsing (as opening reads them on its helper thread) must be
 // what parsing reads: the same data, N and First, type and lone FlateDecode filter.
 void comparePlainObjectStreamWithParse(KPPDFDocument& document) {
@@ -189,6 +208,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 
     comparePeekWithParse(*document);
     comparePlainObjectStreamWithParse(*document);
+    compareNumbersWithParse(*document);
     exercise(document->objectAtOffset(1));
     exercise(document->objectAtOffset(bytes[0], data, false, false));
 

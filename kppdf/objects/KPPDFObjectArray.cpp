@@ -102,6 +102,11 @@ void KPPDFObjectArray::keepOwnBytes() {
     offset_ = 0;
 }
 
+bool KPPDFObjectArray::plainNumbers(float* values, size_t capacity, size_t* count) const {
+    return !parsed_ && !objectData_.isNull() &&
+           KPPDFPlainArrayNumbers(objectData_, offset_, values, capacity, count);
+}
+
 bool KPPDFObjectArray::parse() {
     if (parsed_)
         return true;

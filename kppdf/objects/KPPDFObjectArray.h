@@ -27,6 +27,9 @@ public:
     void addObject(KPPDFRef<KPPDFObject> object);
     bool parse();
     bool isParsed() const { return parsed_; }
+    // While unparsed and plain with numbers alone (KPPDFPlainArrayNumbers): their values, as
+    // the parsed elements' realValue() would give them, without parsing. False otherwise.
+    bool plainNumbers(float* values, size_t capacity, size_t* count) const;
     // Still unread, takes a copy of its own bytes unless data (the buffer it was read from) is
     // its document's file: the container that read it from a decoded object stream can then
     // let that buffer go.

@@ -172,13 +172,18 @@ KPPDFRef<KPPDFObjectArray> KPPDFPage::makePDFRect(KPPDFRect rect) {
 
 KPPDFRect KPPDFPage::getPDFRectFromArray(KPPDFObjectArray& array) {
     float corners[4];
-    if (array.count() < 4) {
+    // Four plain numbers (the rule) are read from the array's text, without parsing it.
+    size_t plain = 0;
+    bool numbers = array.plainNumbers(corners, 4, &plain) && plain == 4;
+    if (!numbers && array.count() < 4) {
         KPPDFLog("Rectangle array has %zu elements instead of 4", array.count());
         return KPPDFRect();
     }
     for (size_t i = 0; i < 4; i++) {
-        KPPDFRef<KPPDFObject> element = array.resolvedObjectAtIndex(i);
-        corners[i] = element ? element->realValue() : 0.0f;
+        if (!numbers) {
+            KPPDFRef<KPPDFObject> element = array.resolvedObjectAtIndex(i);
+            corners[i] = element ? element->realValue() : 0.0f;
+        }
         if (!std::isfinite(corners[i])) {
             KPPDFLog("Rectangle array holds a number that is not finite");
             return KPPDFRect();

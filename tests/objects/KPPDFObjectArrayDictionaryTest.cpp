@@ -1,3 +1,4 @@
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -407,6 +408,9 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         {"[1.2.3]", -1},
         {"[truex]", -1},
         {"[- 1]", -1},
+        {"[99999999999999999999 -99999999999999999999 .125 0000.5 4.]", 5},
+        {"[0.1 792.00001 1.1234567890123456789 -0.000001]", 4},
+        {"[0.00000000000000000000000000000000000000000000000000000000000000000001 2]", 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -428,6 +432,15 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         EXPECT_NE(dictionary->directObject().find(c.text), std::string::npos);
         EXPECT_EQ(array->directContainer(), dictionary.get());
 
+        // Numbers alone are read from the text as the parsed elements give them.
+        float numbers[8];
+        size_t numberCount = 0;
+        bool numbersOnly = array->plainNumbers(numbers, 8, &numberCount);
+        std::string_view text(c.text);
+        bool expectNumbers = text.find_first_of("R/tfn") == std::string_view::npos &&
+                             text.find("0000000000000000000000000000000001") == text.npos;
+        EXPECT_EQ(numbersOnly, expectNumbers);
+
         // Read later, every token is an element and the array ends where it was measured to.
         quiet.clear();
         array->value();
@@ -437,6 +450,14 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         EXPECT_EQ(array->count(), size_t(c.elements));
         for (auto& element : array->value())
             EXPECT_EQ(element->directContainer(), array.get());
+        EXPECT_FALSE(array->plainNumbers(numbers, 8, &numberCount)); // parsed now
+        if (numbersOnly) {
+            ASSERT_EQ(numberCount, array->count());
+            for (size_t i = 0; i < numberCount; i++) {
+                float parsed = array->value()[i]->realValue();
+                EXPECT_EQ(std::memcmp(&numbers[i], &parsed, sizeof parsed), 0) << i;
+            }
+        }
     }
 }
 

@@ -7,6 +7,7 @@
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/objects/KPPDFObjectName.h"
+#include "kppdf/objects/KPPDFObjectNumbers.h"
 
 namespace {
 // A keyword counts only as a token of its own: not the tail of a longer name like /Livestream,
@@ -259,6 +260,40 @@ bool KPPDFPlainDictionaryEntries(const KPPDFData& data, uint64_t offset,
         if (!endsToken(p))
             return false;
         entries->push_back({key, value});
+    }
+}
+
+bool KPPDFPlainArrayNumbers(const KPPDFData& data, uint64_t offset, float* values, size_t capacity,
+                            size_t* count) {
+    // Read as the parser reads a number token: with a point, as a real over the token (of at
+    // most 64 bytes); without, as an integer over its digits.
+    constexpr uint64_t kMaxToken = 64;
+    uint32_t arrayLength = KPPDFPlainArrayLength(data, offset);
+    if (arrayLength == 0)
+        return false;
+    const char* base = data.chars();
+    const uint64_t end = offset + arrayLength - 1; // its "]"
+    *count = 0;
+    for (uint64_t p = offset + 1;;) {
+        while (p < end && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
+            p++;
+        if (p >= end)
+            return true;
+        // Anything but a number (a name, a word, the R of a reference) is for the parser.
+        if (!KPPDFIsNumeric(static_cast<uint8_t>(base[p])) || *count >= capacity)
+            return false;
+        uint64_t start = p, digits = 0;
+        bool point = false;
+        p = scanNumber(base, p, end, &digits, &point);
+        if (p - start >= kMaxToken)
+            return false;
+        const char* stop = base + start;
+        float value =
+            point ? KPPDFObjectStrToFloat(base + start, &stop, base + p)
+                  : static_cast<float>(KPPDFParseSignedDecimal(base + start, base + p, &stop));
+        if (stop != base + p)
+            return false;
+        values[(*count)++] = value;
     }
 }
 

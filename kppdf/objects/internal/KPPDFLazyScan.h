@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,13 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
 // including its "]"; 0 for any other array. Parsing such an array gives exactly these tokens,
 // so it can be bound lazily even inside a container that is parsed at once.
 uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset);
+
+// The numbers of the plain array at offset (KPPDFPlainArrayLength) when it holds numbers alone,
+// each read to the value its parsed element's realValue() gives, into values (at most capacity
+// of them) and their count into *count. False for any other array, one with more numbers, or
+// one whose numbers the parser might read otherwise (a token of 64 bytes or more).
+bool KPPDFPlainArrayNumbers(const KPPDFData& data, uint64_t offset, float* values, size_t capacity,
+                            size_t* count);
 
 // One entry of a plain dictionary: its key as the parser takes it (the name's text after "/")
 // and where its value starts.
