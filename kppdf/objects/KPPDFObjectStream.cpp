@@ -56,23 +56,46 @@ KPPDFRef<KPPDFObjectStream> KPPDFObjectStream::streamAtOffset(
     return stream;
 }
 
+uint64_t KPPDFObjectStream::dataStart(const KPPDFData& data, uint64_t offset, bool* crAlone) {
+    const char* base = data.chars();
+    const uint64_t length = data.length();
+    uint64_t start = offset + 6;
+    if (start < length && base[start] == '\r') {
+        bool alone = start + 1 >= length || base[start + 1] != '\n';
+        if (crAlone)
+            *crAlone = alone;
+        return start + (alone ? 1 : 2);
+    }
+    return start < length && base[start] == '\n' ? start + 1 : start;
+}
+
+bool KPPDFObjectStream::declaredLengthEnds(const KPPDFData& data, uint64_t start, uint64_t declared,
+                                           uint64_t* end) {
+    const char* base = data.chars();
+    const uint64_t length = data.length();
+    if (start > length || declared > length - start)
+        return false;
+    uint64_t p = start + declared;
+    if (p < length && base[p] == '\r')
+        p++;
+    if (p < length && base[p] == '\n')
+        p++;
+    if (length - p < 9 || std::memcmp(base + p, "endstream", 9) != 0)
+        return false;
+    *end = p + 9;
+    return true;
+}
+
 bool KPPDFObjectStream::readAtOffset(uint64_t offset, const KPPDFData& data) {
     uint64_t length = data.length();
     const char* base = data.chars();
     if (offset > length || length - offset < 6 || std::memcmp(base + offset, "stream", 6) != 0)
         return false;
     rawData_ = data;
-    uint64_t start = offset + 6;
-    if (start < length && base[start] == '\r') {
-        if (start + 1 < length && base[start + 1] == '\n')
-            start += 2;
-        else {
-            KPPDFLog("CR alone not allowed after 'stream' (3.2.7 in PDFReference");
-            start += 1;
-        }
-    } else if (start < length && base[start] == '\n') {
-        start += 1;
-    }
+    bool crAlone = false;
+    uint64_t start = dataStart(data, offset, &crAlone);
+    if (crAlone)
+        KPPDFLog("CR alone not allowed after 'stream' (3.2.7 in PDFReference");
     std::string_view text(base, length);
     uint64_t declared = UINT64_MAX;
     if (KPPDFRef<KPPDFObject> lengthObject = dictionary_->resolvedObjectForKey("Length");
@@ -83,17 +106,9 @@ bool KPPDFObjectStream::readAtOffset(uint64_t offset, const KPPDFData& data) {
     uint64_t dataLength = 0;
     uint64_t end = 0; // one past "endstream"
     bool found = false;
-    if (declared != UINT64_MAX && declared <= length - start) {
-        uint64_t p = start + declared;
-        if (p < length && base[p] == '\r')
-            p++;
-        if (p < length && base[p] == '\n')
-            p++;
-        if (length - p >= 9 && std::memcmp(base + p, "endstream", 9) == 0) {
-            dataLength = declared;
-            end = p + 9;
-            found = true;
-        }
+    if (declared != UINT64_MAX && declaredLengthEnds(data, start, declared, &end)) {
+        dataLength = declared;
+        found = true;
     }
     if (!found) {
         // A Length that is missing, too small or too large: the keyword is searched for.

@@ -19,6 +19,13 @@ public:
     static KPPDFRef<KPPDFObjectStream> streamWithData(const KPPDFData& data, KPPDFRange range);
     static KPPDFRef<KPPDFObjectStream> streamWithDictionary(KPPDFRef<KPPDFObjectDictionary> dictionary,
                                                             const KPPDFData& data, KPPDFRange range);
+    // Where a stream's data starts: after the "stream" keyword at offset in data and its line
+    // end (CR LF or LF; *crAlone tells a CR alone, which is taken for the line end too).
+    static uint64_t dataStart(const KPPDFData& data, uint64_t offset, bool* crAlone = nullptr);
+    // True when declared bytes from start end the data: "endstream" follows them, after an
+    // optional line end; *end then gets the offset one past the keyword.
+    static bool declaredLengthEnds(const KPPDFData& data, uint64_t start, uint64_t declared,
+                                   uint64_t* end);
     // A FlateDecode stream holding data compressed; null when compression fails.
     static KPPDFRef<KPPDFObjectStream> streamByDeflatingData(std::string_view data);
 

@@ -10,6 +10,7 @@
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
+#include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/internal/KPPDFLazyScan.h"
 
 void KPPDFCompressedObjects::setLocation(uint32_t number, uint32_t stream, uint32_t index) {
@@ -105,10 +106,9 @@ bool KPPDFCompressedObjects::readPlainObjectStream(const KPPDFData& file, uint64
     // A direct non-negative integer: digits, then the next key or the end (digits after it
     // would make it a reference).
     auto integer = [&](uint64_t at, uint64_t* value) {
-        uint64_t p = at;
-        *value = 0;
-        while (p < length && KPPDFIsDigit(static_cast<uint8_t>(base[p])) && p - at < 18)
-            *value = *value * 10 + static_cast<uint64_t>(base[p++] - '0');
+        const char* stop = base + at;
+        *value = KPPDFParseUnsignedDecimal(base + at, base + length, &stop);
+        uint64_t p = static_cast<uint64_t>(stop - base);
         if (p == at)
             return false;
         while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
@@ -135,26 +135,15 @@ bool KPPDFCompressedObjects::readPlainObjectStream(const KPPDFData& file, uint64
         !integer(lengthValue, &declared) || !integer(count, &stream->count) ||
         !integer(first, &stream->first))
         return false;
-    // The data starts after "stream" and its line end, and Length ends it at "endstream" (the
-    // parser's reading when all is well).
+    // The data starts after "stream" and its line end, and Length ends it at "endstream": the
+    // parser's own reading when all is well.
     uint64_t p = end;
     while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
         p++;
     if (length - p < 6 || std::memcmp(base + p, "stream", 6) != 0)
         return false;
-    uint64_t start = p + 6;
-    if (start < length && base[start] == '\r')
-        start++;
-    if (start < length && base[start] == '\n')
-        start++;
-    if (declared > length - start)
-        return false;
-    p = start + declared;
-    if (p < length && base[p] == '\r')
-        p++;
-    if (p < length && base[p] == '\n')
-        p++;
-    if (length - p < 9 || std::memcmp(base + p, "endstream", 9) != 0)
+    uint64_t start = KPPDFObjectStream::dataStart(file, p);
+    if (!KPPDFObjectStream::declaredLengthEnds(file, start, declared, &end))
         return false;
     stream->raw = file.subdata(static_cast<size_t>(start), static_cast<size_t>(declared));
     return true;
