@@ -226,6 +226,25 @@ TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
         EXPECT_EQ(ahead.handed(), 10u);
     }
     {
+        // A reader that only takes (far faster than inflating) finds the helper on the stream
+        // it wants and inflates the next ones itself meanwhile: every stream is still handed
+        // out once, whole, whichever thread made it.
+        ObjectStreamFile many;
+        for (uint32_t stream = 1000; stream < 1300; stream++)
+            many.add(stream);
+        many.finish();
+        KPPDFInflateAhead ahead(many.data, many.jobs);
+        for (uint32_t stream = 1000; stream < 1300; stream++) {
+            KPPDFCompressedObjects::StreamIndex index;
+            ASSERT_TRUE(ahead.take(stream, many.parsed[stream], &index)) << stream;
+            ASSERT_EQ(index.data.view(), many.texts[stream]);
+            ASSERT_EQ(index.entries.size(), 3u);
+            EXPECT_EQ(index.entries[2].number, stream * 100 + 2);
+        }
+        EXPECT_EQ(ahead.handed(), 300u);
+        EXPECT_EQ(ahead.inflated(), 300u);
+    }
+    {
         // Destroyed with work under way and results held: the helper stops and nothing leaks.
         KPPDFInflateAhead ahead(made.data, made.jobs);
         KPPDFCompressedObjects::StreamIndex index;

@@ -54,47 +54,60 @@ KPPDFInflateAhead::~KPPDFInflateAhead() {
         thread_.join();
 }
 
+bool KPPDFInflateAhead::inflateJob(size_t job, Result* result) const {
+    try {
+        std::string decoded;
+        const KPPDFData& raw = result->read.raw;
+        if (!KPPDFCompressedObjects::readPlainObjectStream(file_, jobs_[job].position,
+                                                           &result->read) ||
+            raw.length() > UINT32_MAX ||
+            !KPPDFFlateDecodeWhole(raw.bytes(), static_cast<uint32_t>(raw.length()), &decoded,
+                                   kMaxJobOutput))
+            return false;
+        result->data = KPPDFData(std::move(decoded));
+        return KPPDFCompressedObjects::readHeader(result->data, result->read.count,
+                                                  result->read.first, &result->entries) &&
+               !result->entries.empty();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+size_t KPPDFInflateAhead::claimNext() {
+    while (cursor_ < jobs_.size() && states_[cursor_] != State::Pending)
+        cursor_++;
+    if (cursor_ >= std::min(limit_, jobs_.size()) || heldBytes_ >= kMaxHeldBytes)
+        return SIZE_MAX;
+    size_t job = cursor_++;
+    states_[job] = State::Working;
+    return job;
+}
+
+void KPPDFInflateAhead::finish(size_t job, bool whole, Result&& result) {
+    if (whole) {
+        heldBytes_ += result.data.length();
+        results_[job] = std::move(result);
+        held_.push_back(job);
+        inflated_++;
+        states_[job] = State::Done;
+    } else {
+        states_[job] = State::Gone;
+    }
+}
+
 void KPPDFInflateAhead::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stop_) {
-        while (cursor_ < jobs_.size() && states_[cursor_] != State::Pending)
-            cursor_++;
-        if (cursor_ >= std::min(limit_, jobs_.size()) || heldBytes_ >= kMaxHeldBytes) {
+        size_t job = claimNext();
+        if (job == SIZE_MAX) {
             wake_.wait(lock);
             continue;
         }
-        size_t job = cursor_++;
-        states_[job] = State::Working;
         lock.unlock();
         Result result;
-        bool whole = false;
-        try {
-            std::string decoded;
-            const KPPDFData& raw = result.read.raw;
-            whole = KPPDFCompressedObjects::readPlainObjectStream(file_, jobs_[job].position,
-                                                                  &result.read) &&
-                    raw.length() <= UINT32_MAX &&
-                    KPPDFFlateDecodeWhole(raw.bytes(), static_cast<uint32_t>(raw.length()),
-                                          &decoded, kMaxJobOutput);
-            if (whole) {
-                result.data = KPPDFData(std::move(decoded));
-                whole = KPPDFCompressedObjects::readHeader(result.data, result.read.count,
-                                                           result.read.first, &result.entries) &&
-                        !result.entries.empty();
-            }
-        } catch (const std::bad_alloc&) {
-            whole = false;
-        }
+        bool whole = inflateJob(job, &result);
         lock.lock();
-        if (whole) {
-            heldBytes_ += result.data.length();
-            results_[job] = std::move(result);
-            held_.push_back(job);
-            inflated_++;
-            states_[job] = State::Done;
-        } else {
-            states_[job] = State::Gone;
-        }
+        finish(job, whole, std::move(result));
         finished_.notify_all();
     }
 }
@@ -131,7 +144,29 @@ bool KPPDFInflateAhead::take(uint32_t stream,
             i++;
         }
     }
-    finished_.wait(lock, [&] { return states_[job] != State::Working; });
+    // A stream the helper has not started, the reader reads the helper's way now. While the
+    // helper finishes the one wanted, the reader inflates the next one itself rather than sit
+    // idle: the helper alone falls behind a reader that only parses.
+    if (states_[job] == State::Pending) {
+        states_[job] = State::Working;
+        lock.unlock();
+        Result result;
+        bool whole = inflateJob(job, &result);
+        lock.lock();
+        finish(job, whole, std::move(result));
+    }
+    while (states_[job] == State::Working) {
+        size_t next = claimNext();
+        if (next == SIZE_MAX) {
+            finished_.wait(lock);
+            continue;
+        }
+        lock.unlock();
+        Result result;
+        bool whole = inflateJob(next, &result);
+        lock.lock();
+        finish(next, whole, std::move(result));
+    }
     bool handed = false;
     if (states_[job] == State::Done) {
         held_.erase(std::find(held_.begin(), held_.end(), job));

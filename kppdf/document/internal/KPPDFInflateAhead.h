@@ -12,7 +12,9 @@
 // Inflates object streams on a second thread while a reader (the opening walk over a large
 // file's pages) parses the objects of those it already has. The jobs come in the order the
 // reader is expected to take them; the helper works a few jobs ahead of the last one taken, and
-// lets go of what it made for jobs the reader passed by or jumped away from.
+// lets go of what it made for jobs the reader passed by or jumped away from. A reader that
+// finds the helper still on the stream it wants inflates the next jobs itself meanwhile, so the
+// two share the inflating when parsing is the lighter part.
 //
 // The helper touches no document state: a job is a stream number and the place of its object in
 // the file (the data keeps the bytes alive), which the helper reads for itself when it is
@@ -40,13 +42,15 @@ public:
     KPPDFInflateAhead(const KPPDFInflateAhead&) = delete;
     KPPDFInflateAhead& operator=(const KPPDFInflateAhead&) = delete;
 
-    // The decoded bytes and header of stream, into index: at once if the helper made them,
-    // after it finishes if it is reading that stream now, in either case only when the helper
-    // read the stream as expected. False, index untouched, when the reader is to decode it
-    // itself.
+    // The decoded bytes and header of stream, into index: at once if they were made, after the
+    // helper finishes if it is reading that stream now, read the helper's way on the calling
+    // thread if nobody started it; in every case only when the stream was read as expected.
+    // False, index untouched, when the reader is to decode it itself (a stream read already or
+    // let go, not read cleanly, or not a job).
     bool take(uint32_t stream, const KPPDFCompressedObjects::PlainObjectStream& expected,
               KPPDFCompressedObjects::StreamIndex* index);
-    // Streams the helper read so far, and of those, handed to the reader.
+    // Streams read ahead so far (by the helper, or by the reader while it waited), and of
+    // those, handed to the reader.
     size_t inflated() const;
     size_t handed() const;
 
@@ -58,6 +62,14 @@ private:
         std::vector<KPPDFCompressedObjects::Entry> entries;
     };
     void run();
+    // Reads and inflates a job's stream into result, as the helper does; false when it is not
+    // read cleanly. Called without the lock.
+    bool inflateJob(size_t job, Result* result) const;
+    // With the lock held: the next job to inflate, marked Working, or SIZE_MAX when there is
+    // none within the window or the results held are at their bound.
+    size_t claimNext();
+    // With the lock held: keeps a job's result, or lets the job go when it is not whole.
+    void finish(size_t job, bool whole, Result&& result);
     void letGo(size_t job); // with the lock held
 
     struct Place {
