@@ -1,5 +1,6 @@
 // kppdf info, outline, dests and objects: the structure of a file.
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -32,8 +33,15 @@ void appendRect(std::string& out, const KPPDFRect& r) {
     for (int i = 0; i < 4; i++) {
         if (i)
             *end++ = ' ';
-        end = std::to_chars(end, text + sizeof text - 1, corners[i], std::chars_format::general, 6)
-                  .ptr;
+        // Whole numbers below a million, what nearly every box holds, print as integers under
+        // "%g" too; the integer writer is several times faster.
+        double corner = corners[i];
+        if (corner > -1e6 && corner < 1e6 && corner == static_cast<double>(static_cast<int>(corner)) &&
+            !(corner == 0 && std::signbit(corner)))
+            end = std::to_chars(end, text + sizeof text - 1, static_cast<int>(corner)).ptr;
+        else
+            end = std::to_chars(end, text + sizeof text - 1, corner, std::chars_format::general, 6)
+                      .ptr;
     }
     *end++ = ']';
     out.append(text, end);
@@ -51,6 +59,8 @@ int commandInfo(KPPDFToolContext& options) {
     bool encrypted = document->encryptDictionary() != nullptr;
     nlohmann::json boxes = nlohmann::json::array();
     std::string lines;
+    if (!options.json)
+        lines.reserve(size_t(document->pageCount()) * 64);
     for (uint32_t i = 0; i < document->pageCount(); i++) {
         KPPDFRef<KPPDFPage> page = document->pageAtIndex(i);
         KPPDFRect media = page->mediaBox();
