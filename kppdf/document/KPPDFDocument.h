@@ -94,8 +94,9 @@ public:
     bool declaredPageCount(uint32_t* count);
     // The object streams a walk of the page tree will inflate, in the order it first needs
     // them: the tree's nodes are read (and their streams inflated), the pages are not; a kid of
-    // a node whose Count says it has pages alone is taken for a page unread.
-    std::vector<uint32_t> forecastObjectStreams();
+    // a node whose Count says it has pages alone is taken for a page unread. With each stream,
+    // how many of its first objects the walk reads there (its kids' highest index, plus one).
+    std::vector<std::pair<uint32_t, uint32_t>> forecastObjectStreams();
     // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.
     void processKids(const KPPDFRef<KPPDFObjectArray>& kids, KPPDFObjectList& pagesObjects,
                      std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -317,8 +318,8 @@ bool KPPDFDocument::prepPages() {
     return changed;
 }
 
-std::vector<uint32_t> KPPDFDocument::forecastObjectStreams() {
-    std::vector<uint32_t> order;
+std::vector<std::pair<uint32_t, uint32_t>> KPPDFDocument::forecastObjectStreams() {
+    std::vector<std::pair<uint32_t, uint32_t>> order;
     KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
     auto rootKids =
         pagesObject_ ? pagesObject_->resolvedObjectForKey<KPPDFObjectArray>("Kids") : nullptr;
@@ -335,7 +336,7 @@ std::vector<uint32_t> KPPDFDocument::forecastObjectStreams() {
                count->longLongValue() == static_cast<long long>(kids.count());
     };
     std::vector<Level> levels{{rootKids, 0, leavesOnly(*pagesObject_, *rootKids)}};
-    std::unordered_set<uint32_t> listed;
+    std::unordered_map<uint32_t, size_t> listed; // stream, its place in order
     NodeSet seen{pagesObject_.get()};
     constexpr std::string_view kType[] = {"Type"};
     while (!levels.empty()) {
@@ -350,8 +351,11 @@ std::vector<uint32_t> KPPDFDocument::forecastObjectStreams() {
         if (reference && !reference->value() &&
             streams->location(reference->objectNumber(), &location) &&
             !streams->isDecoded(location.stream)) {
-            if (listed.insert(location.stream).second)
-                order.push_back(location.stream);
+            auto [place, added] = listed.try_emplace(location.stream, order.size());
+            if (added)
+                order.push_back({location.stream, 0});
+            uint32_t& objects = order[place->second].second;
+            objects = std::max(objects, location.index + 1);
             // A page: the walk reads it. A node below is read now (the walk would inflate its
             // stream next anyway), to see further.
             if (level.leaves)

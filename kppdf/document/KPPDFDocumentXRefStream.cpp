@@ -54,9 +54,10 @@ bool objectStreamSize(KPPDFObjectStream* stream, uint64_t* count, uint64_t* firs
 }
 
 // Decodes an object stream and reads its header into index, unless the cache's helper read
-// them already.
+// them already (asked only when ahead is set).
 bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
-                      KPPDFCompressedObjects::StreamIndex& index, KPPDFCompressedObjects& cache) {
+                      KPPDFCompressedObjects::StreamIndex& index, KPPDFCompressedObjects& cache,
+                      bool ahead) {
     KPPDFObjectStream* stream = object ? object->asStream() : nullptr;
     uint64_t count = 0, first = 0;
     if (!objectStreamSize(stream, &count, &first)) {
@@ -64,7 +65,7 @@ bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
         return false;
     }
     // What the helper read for itself is taken only if it is this stream as parsed here.
-    if (cache.isInflatingAhead() &&
+    if (ahead && cache.isInflatingAhead() &&
         cache.takeInflated(streamNumber,
                            {plainFlate(*stream) ? stream->rawData() : KPPDFData(), count, first},
                            &index))
@@ -75,6 +76,7 @@ bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
         return false;
     }
     index.data = data.isNull() ? KPPDFData(std::string()) : data;
+    index.objectsRead = 0;
     return true;
 }
 
@@ -194,25 +196,25 @@ void KPPDFDocument::startInflatingAhead() {
     if (numbers.size() < kInflateAheadMinStreams)
         return;
     // The walk's own order where the page tree tells it, then the rest in ascending order (the
-    // order most files lay their pages out in).
-    std::vector<uint32_t> order = forecastObjectStreams();
+    // order most files lay their pages out in), wanted whole.
+    std::vector<std::pair<uint32_t, uint32_t>> order = forecastObjectStreams();
     std::vector<bool> forecast(numbers.size(), false);
-    for (uint32_t number : order) {
+    for (const auto& [number, objects] : order) {
         auto found = std::lower_bound(numbers.begin(), numbers.end(), number);
         if (found != numbers.end() && *found == number)
             forecast[static_cast<size_t>(found - numbers.begin())] = true;
     }
     for (size_t i = 0; i < numbers.size(); i++)
         if (!forecast[i])
-            order.push_back(numbers[i]);
+            order.push_back({numbers[i], 0});
     // The helper reads each stream's dictionary for itself: only where each one starts is
     // looked up here.
     std::vector<KPPDFCompressedObjects::AheadJob> jobs;
     jobs.reserve(order.size());
-    for (uint32_t number : order)
+    for (const auto& [number, objects] : order)
         if (number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
             pending_[number].position != 0 && !compressedObjects_->isDecoded(number))
-            jobs.push_back({number, pending_[number].position});
+            jobs.push_back({number, pending_[number].position, objects});
     compressedObjects_->startInflatingAhead(docData_, std::move(jobs));
 }
 
@@ -235,46 +237,58 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
     KPPDFCompressedObjects::StreamIndex& index = cache->streamIndex(location.stream);
     if (index.failed || index.loading)
         return nullptr;
-    if (index.data.isNull()) {
-        if (objectStreamNesting >= kMaxObjectStreamNesting) {
-            KPPDFLog("Object streams nested too deeply at object stream %u", location.stream);
-            return nullptr;
-        }
-        KPPDFCompressedObjects::Location nested;
-        if (cache->location(location.stream, &nested)) {
-            KPPDFLog("Object stream %u is itself kept in an object stream", location.stream);
-            index.failed = true;
-            return nullptr;
-        }
-        index.loading = true;
-        objectStreamNesting++;
-        // The index keeps the decoded objects; the stream object itself (and, in an encrypted
-        // file, its decrypted bytes) is let go once read, unless something else holds it.
-        bool loaded = false;
-        useObject(location.stream, [&](KPPDFObject* object) {
-            loaded = loadObjectStream(object, location.stream, index, *cache);
-            if (object)
-                noteFileBytesRead(object->rawLength());
-        });
-        objectStreamNesting--;
-        index.loading = false;
-        if (!loaded) {
-            index.failed = true;
-            index.entries = std::vector<KPPDFCompressedObjects::Entry>();
-            return nullptr;
-        }
-    }
-    cache->used(location.stream);
+    // A stream the helper inflated only in part is decoded again, whole, for a later object.
+    bool ahead = true;
     const KPPDFCompressedObjects::Entry* entry = nullptr;
-    if (location.index < index.entries.size() && index.entries[location.index].number == number) {
-        entry = &index.entries[location.index];
-    } else {
-        // The cross-reference index is off; the stream's own header still names the object.
-        for (const auto& candidate : index.entries)
-            if (candidate.number == number) {
-                entry = &candidate;
-                break;
+    for (;;) {
+        if (index.data.isNull()) {
+            if (objectStreamNesting >= kMaxObjectStreamNesting) {
+                KPPDFLog("Object streams nested too deeply at object stream %u", location.stream);
+                return nullptr;
             }
+            KPPDFCompressedObjects::Location nested;
+            if (cache->location(location.stream, &nested)) {
+                KPPDFLog("Object stream %u is itself kept in an object stream", location.stream);
+                index.failed = true;
+                return nullptr;
+            }
+            index.loading = true;
+            objectStreamNesting++;
+            // The index keeps the decoded objects; the stream object itself (and, in an
+            // encrypted file, its decrypted bytes) is let go once read, unless something else
+            // holds it.
+            bool loaded = false;
+            useObject(location.stream, [&](KPPDFObject* object) {
+                loaded = loadObjectStream(object, location.stream, index, *cache, ahead);
+                if (object)
+                    noteFileBytesRead(object->rawLength());
+            });
+            objectStreamNesting--;
+            index.loading = false;
+            if (!loaded) {
+                index.failed = true;
+                index.entries = std::vector<KPPDFCompressedObjects::Entry>();
+                return nullptr;
+            }
+        }
+        cache->used(location.stream);
+        entry = nullptr;
+        if (location.index < index.entries.size() &&
+            index.entries[location.index].number == number) {
+            entry = &index.entries[location.index];
+        } else {
+            // The cross-reference index is off; the stream's own header still names the object.
+            for (const auto& candidate : index.entries)
+                if (candidate.number == number) {
+                    entry = &candidate;
+                    break;
+                }
+        }
+        if (!index.objectsRead ||
+            (entry && static_cast<size_t>(entry - index.entries.data()) < index.objectsRead))
+            break;
+        cache->release(location.stream);
+        ahead = false;
     }
     if (!entry) {
         KPPDFLog("Object %u is not in object stream %u", number, location.stream);
@@ -284,7 +298,13 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
     // bound lazily like one in the file body, and is copied as its bytes stand when written.
     uint64_t end = index.data.length();
     size_t position = static_cast<size_t>(entry - index.entries.data());
-    if (position + 1 < index.entries.size() && index.entries[position + 1].offset > entry->offset) {
+    if (index.objectsRead) {
+        // Inflated up to the start of object objectsRead, in a header checked to ascend so far:
+        // the end the whole stream gives, even where later pairs are unusable in the part.
+        if (position + 1 < index.objectsRead)
+            end = index.entries[position + 1].offset;
+    } else if (position + 1 < index.entries.size() &&
+               index.entries[position + 1].offset > entry->offset) {
         end = index.entries[position + 1].offset; // the usual order: ascending offsets
     } else {
         for (const auto& other : index.entries)

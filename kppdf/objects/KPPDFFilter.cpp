@@ -529,22 +529,77 @@ bool KPPDFStreamDecode85(const uint8_t* input, size_t length, std::string* outpu
     }
 }
 
-bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::string* output,
-                           size_t maxOutput) {
-    InflateOutcome outcome;
+bool KPPDFFlateDecodePrefix(const uint8_t* input, uint32_t inputLength, std::string* output,
+                            size_t maxOutput, const KPPDFFlateWanted& wanted, bool* complete) {
+    *complete = false;
+    if (!output)
+        return false;
+    output->clear();
+    if (!input && inputLength)
+        return false;
+    // The zlib header is checked here and the deflate data inflated raw, so that no checksum
+    // is computed: it cost a tenth of the inflating, and decides nothing here (a part has none
+    // to check, and the bytes of a whole stream are the ones KPPDFFlateDecode keeps, checksum
+    // right or wrong).
+    if (inputLength < 2)
+        return false;
+    const unsigned method = input[0], flags = input[1];
+    if ((method & 0x0f) != Z_DEFLATED || (method >> 4) > 7 || ((method << 8) | flags) % 31 != 0 ||
+        (flags & 0x20))
+        return false;
+    z_stream stream{};
+    if (inflateInit2(&stream, -MAX_WBITS) != Z_OK)
+        return false;
+    // Everything up to maxOutput, and one byte more to tell a stream cut at the bound.
+    const size_t bound = maxOutput == SIZE_MAX ? maxOutput : maxOutput + 1;
+    size_t produced = 0;
+    bool sound = false;
     try {
-        if (!inflateZlib(input, inputLength, maxOutput, output, &outcome))
-            return false;
-        if (outcome.status != Z_STREAM_END || outcome.capped) {
-            output->clear();
-            return false;
+        size_t want = std::min(wanted ? wanted(nullptr, 0) : SIZE_MAX, bound);
+        output->resize(std::min(std::max(size_t(inputLength) * 3, kFlateMinBuffer), want));
+        stream.next_in = const_cast<Bytef*>(input + 2);
+        stream.avail_in = inputLength - 2;
+        for (;;) {
+            if (produced >= want) {
+                // What came so far may tell how much more is wanted.
+                size_t more = want < bound && wanted
+                                  ? wanted(reinterpret_cast<const uint8_t*>(output->data()),
+                                           produced)
+                                  : produced;
+                if (more <= produced) {
+                    sound = produced <= maxOutput;
+                    break;
+                }
+                want = std::min(more, bound);
+            }
+            if (produced == output->size())
+                output->resize(std::min(std::max(output->size() * 2, kFlateMinBuffer), want));
+            size_t room = std::min<size_t>({output->size() - produced, want - produced, UINT_MAX});
+            stream.next_out = reinterpret_cast<Bytef*>(output->data() + produced);
+            stream.avail_out = static_cast<uInt>(room);
+            int status = inflate(&stream, Z_NO_FLUSH);
+            produced += room - stream.avail_out;
+            if (status == Z_STREAM_END) {
+                // The stream is whole, whatever more was wanted.
+                sound = produced <= maxOutput;
+                *complete = sound;
+                break;
+            }
+            // Z_OK with room left means the input ran out; the next call says Z_BUF_ERROR.
+            if (status != Z_OK)
+                break;
         }
-        fitOutput(output, outcome.produced);
-        return true;
     } catch (const std::bad_alloc&) {
+        sound = false;
+    }
+    inflateEnd(&stream);
+    if (!sound) {
+        *complete = false;
         output->clear();
         return false;
     }
+    fitOutput(output, produced);
+    return true;
 }
 
 bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* output,

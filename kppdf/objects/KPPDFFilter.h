@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 // Stream filters of ISO 32000-1, section 7.4, as plain functions on bytes. The stream object runs
@@ -42,12 +43,20 @@ bool KPPDFStreamDecode85(const uint8_t* input, size_t length, std::string* outpu
 bool KPPDFFlateDecode(const uint8_t* input, uint32_t inputLength, std::string* output,
                       size_t maxOutput = kKPPDFFilterFlateMaxOutput);
 
-// The same for a stream known to be sound: true only when input is one complete zlib stream
-// (checksum included) of at most maxOutput bytes, which leaves in *output exactly what
-// KPPDFFlateDecode gives. Logs nothing, and touches no shared state, so any thread may call it;
-// on false the caller decodes the usual way.
-bool KPPDFFlateDecodeWhole(const uint8_t* input, uint32_t inputLength, std::string* output,
-                           size_t maxOutput = kKPPDFFilterFlateMaxOutput);
+// How many decoded bytes a caller of KPPDFFlateDecodePrefix wants in all, told the bytes
+// decoded so far (none at first): SIZE_MAX for the whole stream, no more than length to stop.
+using KPPDFFlateWanted = std::function<size_t(const uint8_t* bytes, size_t length)>;
+
+// Inflates a zlib stream that is expected to be sound, or only its head when the rest is not
+// needed yet: stops as soon as wanted says enough (asked again each time its last answer is
+// reached), or at the end of the deflate data; without wanted, the whole stream. True when that
+// much came out without fault, *output then holding exactly the bytes KPPDFFlateDecode gives up
+// to there, and *complete telling whether the stream ended within them (its checksum is not
+// checked). False, with nothing in *output, on a bad zlib header, damage or a cut before the
+// point wanted, or output beyond maxOutput. Logs nothing and touches no shared state, so any
+// thread may call it; on false the caller decodes the usual way.
+bool KPPDFFlateDecodePrefix(const uint8_t* input, uint32_t inputLength, std::string* output,
+                            size_t maxOutput, const KPPDFFlateWanted& wanted, bool* complete);
 
 // "DecodeParms" of FlateDecode (ISO 32000-1, section 7.4.4.4), with their default values.
 struct KPPDFPredictorParams {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -70,13 +71,20 @@ struct ObjectStreamFile {
     KPPDFData data;
 
     void add(uint32_t stream, std::string dictionary = "/Type /ObjStm /Filter /FlateDecode",
-             size_t cut = 0, bool deflate = true) {
+             size_t cut = 0, bool deflate = true, bool descending = false) {
         std::string header, body;
+        std::vector<std::string> pairs;
         for (uint32_t i = 0; i < 3; i++) {
-            header += std::to_string(stream * 100 + i) + " " + std::to_string(body.size()) + " ";
+            pairs.push_back(std::to_string(stream * 100 + i) + " " + std::to_string(body.size()) +
+                            " ");
             body +=
                 "<< /Stream " + std::to_string(stream) + " /Index " + std::to_string(i) + " >>\n";
         }
+        // Descending: the header lists the objects last first (offsets going down).
+        if (descending)
+            std::reverse(pairs.begin(), pairs.end());
+        for (const std::string& pair : pairs)
+            header += pair;
         std::string text = header + body;
         std::string packed = text;
         if (deflate) {
@@ -243,6 +251,48 @@ TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
         }
         EXPECT_EQ(ahead.handed(), 300u);
         EXPECT_EQ(ahead.inflated(), 300u);
+    }
+    {
+        // Jobs that want only the first objects: their streams are inflated up to where the
+        // next object starts, and say so; all of them, or a header whose offsets do not
+        // ascend, and the stream is inflated whole.
+        ObjectStreamFile partial;
+        partial.add(60);
+        partial.add(61);
+        partial.add(62);
+        partial.add(63, "/Type /ObjStm /Filter /FlateDecode", 0, true, true);
+        partial.finish();
+        partial.jobs[0].objects = 1;
+        partial.jobs[1].objects = 2;
+        partial.jobs[2].objects = 3;
+        partial.jobs[3].objects = 1;
+        KPPDFInflateAhead ahead(partial.data, partial.jobs);
+        auto expectPart = [&](uint32_t stream, uint32_t objectsRead) {
+            SCOPED_TRACE(stream);
+            KPPDFCompressedObjects::StreamIndex index;
+            ASSERT_TRUE(ahead.take(stream, partial.parsed[stream], &index));
+            EXPECT_EQ(index.objectsRead, objectsRead);
+            const std::string& text = partial.texts[stream];
+            ASSERT_EQ(index.entries.size(), 3u);
+            size_t end = objectsRead ? text.find("<< /Stream", text.find("/Index " +
+                                                      std::to_string(objectsRead - 1)))
+                                     : text.size();
+            EXPECT_EQ(index.data.view(), text.substr(0, end));
+            for (uint32_t i = 0; i < 3; i++) {
+                // The objects read have their place; the later ones lie past the part read.
+                const auto& entry = index.entries[i];
+                if (!objectsRead || i < objectsRead) {
+                    EXPECT_NE(entry.number, 0u);
+                    EXPECT_EQ(text.substr(entry.offset, 10), "<< /Stream");
+                } else {
+                    EXPECT_EQ(entry.number, 0u) << i;
+                }
+            }
+        };
+        expectPart(60, 1);
+        expectPart(61, 2);
+        expectPart(62, 0);
+        expectPart(63, 0);
     }
     {
         // Destroyed with work under way and results held: the helper stops and nothing leaks.

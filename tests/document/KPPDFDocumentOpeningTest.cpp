@@ -502,13 +502,14 @@ TEST(KPPDFDocumentOpening, DamagedBytesNeverCrash) {
 }
 
 TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
-    // A thousand pages under forty nodes, kept by qpdf in some twenty object streams: opening
-    // reads them ahead on a second thread, in the order the walk needs them, and reads the
-    // page dictionaries without parsing them. Every box and rotation must come out as written,
-    // whether inherited, indirect, or in a dictionary the walk has to parse.
+    // A thousand pages under four nodes, kept by qpdf in some twenty object streams (the nodes
+    // in four of them, which opening reads to know the order): opening reads the others ahead
+    // on a second thread, in the order the walk needs them, each up to its last page, and reads
+    // the page dictionaries without parsing them. Every box and rotation must come out as
+    // written, whether inherited, indirect, or in a dictionary the walk has to parse.
     if (!tool_runner::available("qpdf"))
         GTEST_SKIP() << "qpdf is needed";
-    constexpr unsigned kNodes = 40, kPerNode = 25, kPages = kNodes * kPerNode;
+    constexpr unsigned kNodes = 4, kPerNode = 250, kPages = kNodes * kPerNode;
     auto pageNumber = [&](unsigned index) { return 100 + 2 * (kPages - 1 - index); };
     auto nodeNumber = [&](unsigned node) { return 10 + node; };
     TestPDFBuilder builder;
@@ -538,7 +539,8 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
         if (index % 11 == 4)
             entries += " /Title (page " + std::to_string(index) + ")";
         builder.add(number, "<< " + entries + " >>");
-        builder.add(number + 1, "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] >>");
+        builder.add(number + 1, "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] /Contents (note " +
+                                    std::to_string(index) + ") >>");
     }
     tool_runner::TemporaryFolder folder;
     ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
@@ -572,10 +574,16 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
         if (rotated) {
             EXPECT_EQ(rotation, index % 5 == 1 ? 180u : 90u);
         }
-        // The dictionary still reads in full afterwards.
+        // The dictionary still reads in full afterwards, and so do the objects after the pages
+        // in their object streams (which the opening walk may have inflated only in part).
         auto annotations = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
         ASSERT_TRUE(annotations);
         EXPECT_EQ(annotations->count(), 1u);
+        auto annotation = KPPDFCast<KPPDFObjectDictionary>(annotations->resolvedObjectAtIndex(0));
+        ASSERT_TRUE(annotation);
+        auto note = annotation->resolvedObjectForKey<KPPDFObjectString>("Contents");
+        ASSERT_TRUE(note);
+        EXPECT_EQ(note->stringValue(), "note " + std::to_string(index));
     }
     EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 }

@@ -157,6 +157,79 @@ TEST(KPPDFFilterFlate, DamagedStreamsKeepTheirHead) {
               std::vector<std::string>(2, "FlateDecode: corrupt data, nothing inflated"));
 }
 
+TEST(KPPDFFilterFlate, PrefixStopsWhereWanted) {
+    std::string text = sampleText(300000);
+    std::string packed = deflated(text);
+    std::string out;
+    bool complete = true;
+    auto prefix = [&](const std::string& in, const KPPDFFlateWanted& wanted,
+                      size_t max = kKPPDFFilterFlateMaxOutput) {
+        return KPPDFFlateDecodePrefix(bytes(in), static_cast<uint32_t>(in.size()), &out, max,
+                                      wanted, &complete);
+    };
+    // Whole, without a wanted length; the bound is inclusive.
+    ASSERT_TRUE(prefix(packed, nullptr));
+    EXPECT_TRUE(complete);
+    EXPECT_EQ(out, text);
+    EXPECT_TRUE(prefix(packed, nullptr, text.size()));
+    EXPECT_FALSE(prefix(packed, nullptr, text.size() - 1));
+    EXPECT_TRUE(out.empty());
+
+    // Asked again each time the last answer is reached, told the bytes so far: first a head of
+    // 10 bytes, then up to an offset read from it (as an object stream's header tells where
+    // the objects wanted end).
+    std::vector<size_t> asked;
+    auto twoSteps = [&](const uint8_t* bytes, size_t length) -> size_t {
+        asked.push_back(length);
+        if (length < 10)
+            return 10;
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes), 10), text.substr(0, 10));
+        return 123457;
+    };
+    ASSERT_TRUE(prefix(packed, twoSteps));
+    EXPECT_FALSE(complete);
+    EXPECT_EQ(out, text.substr(0, 123457));
+    EXPECT_EQ(asked, (std::vector<size_t>{0, 10, 123457}));
+    // More than the stream holds: the whole of it, complete.
+    ASSERT_TRUE(prefix(packed, [](const uint8_t*, size_t) { return size_t(1) << 40; }));
+    EXPECT_TRUE(complete);
+    EXPECT_EQ(out, text);
+    // Nothing wanted.
+    ASSERT_TRUE(prefix(packed, [](const uint8_t*, size_t) { return size_t(0); }));
+    EXPECT_FALSE(complete);
+    EXPECT_TRUE(out.empty());
+
+    // A wrong checksum is not looked at: the bytes are the ones the usual decoding keeps.
+    std::string badSum = packed;
+    badSum.back() = static_cast<char>(badSum.back() ^ 1);
+    ASSERT_TRUE(prefix(badSum, nullptr));
+    EXPECT_TRUE(complete);
+    EXPECT_EQ(out, text);
+    // Cut before the point wanted, damaged, no zlib header (raw deflate), a preset dictionary
+    // flag, nothing: false, and the caller decodes the usual way.
+    auto at = [](size_t length) {
+        return [length](const uint8_t*, size_t) { return length; };
+    };
+    std::string cut = packed.substr(0, packed.size() / 2);
+    EXPECT_FALSE(prefix(cut, nullptr));
+    EXPECT_FALSE(prefix(cut, at(text.size() - 10)));
+    EXPECT_TRUE(prefix(cut, at(1000))); // the part wanted is there
+    EXPECT_EQ(out, text.substr(0, 1000));
+    std::string damaged = packed;
+    for (size_t i = 100; i < 164; ++i)
+        damaged[i] = static_cast<char>(~damaged[i]);
+    EXPECT_FALSE(prefix(damaged, nullptr));
+    EXPECT_FALSE(prefix(packed.substr(2), nullptr));
+    std::string dictionary = packed;
+    unsigned flags = (uint8_t(dictionary[1]) & 0xc0) | 0x20; // FDICT, then a right FCHECK
+    flags |= (31 - ((uint8_t(dictionary[0]) << 8) | flags) % 31) % 31;
+    dictionary[1] = static_cast<char>(flags);
+    EXPECT_FALSE(prefix(dictionary, nullptr));
+    EXPECT_FALSE(prefix("", nullptr));
+    EXPECT_FALSE(KPPDFFlateDecodePrefix(nullptr, 5, &out, 100, nullptr, &complete));
+    EXPECT_TRUE(out.empty());
+}
+
 TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
     bool ok = false;
     // "Hell" "o Wo" "rld!", each group reversed.

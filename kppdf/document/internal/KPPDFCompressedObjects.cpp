@@ -33,10 +33,11 @@ bool KPPDFCompressedObjects::location(uint32_t number, Location* location) const
 }
 
 bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
-                                        std::vector<Entry>* entries) {
+                                        std::vector<Entry>* entries, uint64_t length) {
     entries->clear();
-    uint64_t length = data.length();
-    if (first > length)
+    if (length == 0)
+        length = data.length();
+    if (first > data.length() || first > length)
         return false;
     // Each pair takes at least four bytes ("1 0 "), which bounds a lying "N".
     count = std::min<uint64_t>({count, uint64_t(kMaxObjectsPerStream), first / 4 + 1});
@@ -61,6 +62,12 @@ bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, u
             entries->push_back({static_cast<uint32_t>(number), first + offset});
     }
     return true;
+}
+
+void KPPDFCompressedObjects::limitHeader(std::vector<Entry>* entries, uint64_t length) {
+    for (Entry& entry : *entries)
+        if (entry.offset >= length)
+            entry = Entry();
 }
 
 std::vector<uint32_t> KPPDFCompressedObjects::streamNumbers() const {
@@ -165,6 +172,7 @@ void KPPDFCompressedObjects::releaseIndex(StreamIndex& index) {
     }
     index.data = KPPDFData();
     index.entries = std::vector<Entry>(); // assigning {} would keep the memory
+    index.objectsRead = 0;
 }
 
 size_t KPPDFCompressedObjects::release(uint32_t stream) {

@@ -31,6 +31,10 @@ public:
         KPPDFData data;
         std::vector<Entry> entries;
         bool loading = false; // guards a stream that needs itself to be read
+        // When nonzero, data holds the stream only up to the start of this object (by index in
+        // entries), the rest not being inflated: every earlier object reads as from the whole
+        // stream, later ones need it decoded again.
+        uint32_t objectsRead = 0;
         bool failed = false;
         // Place among the decoded streams, most recently used first (when decoded).
         std::list<uint32_t>::iterator recent;
@@ -55,9 +59,13 @@ public:
     // The index of an object stream, made on first request; never null.
     StreamIndex& streamIndex(uint32_t stream) { return streams_[stream]; }
     // Reads an object stream's header ("N" pairs of object number and offset) from decoded
-    // bytes; false when it is malformed. first is the stream's "First".
+    // bytes; false when it is malformed. first is the stream's "First". An offset at or past
+    // the decoded length (length; 0 for data's own) makes its pair unusable (number 0).
     static bool readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
-                           std::vector<Entry>* entries);
+                           std::vector<Entry>* entries, uint64_t length = 0);
+    // Makes the pairs of a header read with a larger length (see readHeader) unusable where
+    // their offset is at or past length: the header readHeader gives for that length.
+    static void limitHeader(std::vector<Entry>* entries, uint64_t length);
     // Lets an object stream's decoded bytes and header go; they are read again if one of its
     // objects is asked for later.
     // Returns the length of the bytes let go.
@@ -76,6 +84,10 @@ public:
     struct AheadJob {
         uint32_t stream = 0;
         uint64_t position = 0;
+        // The reader wants the stream's objects of index below this one (0: all of them); the
+        // rest of the stream may be left inflated only up to there (see
+        // StreamIndex::objectsRead).
+        uint32_t objects = 0;
     };
     // What inflating an object stream needs: its raw bytes (FlateDecode alone, no parameters)
     // and its "N" and "First".

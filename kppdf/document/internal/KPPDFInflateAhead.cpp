@@ -56,18 +56,48 @@ KPPDFInflateAhead::~KPPDFInflateAhead() {
 
 bool KPPDFInflateAhead::inflateJob(size_t job, Result* result) const {
     try {
-        std::string decoded;
         const KPPDFData& raw = result->read.raw;
         if (!KPPDFCompressedObjects::readPlainObjectStream(file_, jobs_[job].position,
                                                            &result->read) ||
-            raw.length() > UINT32_MAX ||
-            !KPPDFFlateDecodeWhole(raw.bytes(), static_cast<uint32_t>(raw.length()), &decoded,
-                                   kMaxJobOutput))
+            raw.length() > UINT32_MAX)
+            return false;
+        const uint64_t count = result->read.count, first = result->read.first;
+        const uint32_t objects = jobs_[job].objects;
+        // When the reader wants only the first objects, the stream is inflated up to where the
+        // header says the next one starts, provided the header is plain there: usable pairs in
+        // ascending order, so that each object wanted ends where it would in the whole stream.
+        // The header is read once, as soon as it is inflated, and its offsets checked against
+        // the decoded length at the end.
+        std::vector<KPPDFCompressedObjects::Entry>& header = result->entries;
+        bool headerRead = false;
+        size_t end = SIZE_MAX;
+        auto wanted = [&](const uint8_t* bytes, size_t length) -> size_t {
+            if (objects == 0 || first == 0 || headerRead)
+                return end;
+            if (length < first)
+                return static_cast<size_t>(first);
+            KPPDFData head(std::string(reinterpret_cast<const char*>(bytes), first));
+            headerRead =
+                KPPDFCompressedObjects::readHeader(head, count, first, &header, UINT64_MAX);
+            if (!headerRead || objects >= header.size())
+                return end;
+            for (uint32_t i = 0; i < objects; i++)
+                if (header[i].number == 0 || header[i + 1].offset <= header[i].offset)
+                    return end;
+            return end = static_cast<size_t>(header[objects].offset);
+        };
+        std::string decoded;
+        bool complete = false;
+        if (!KPPDFFlateDecodePrefix(raw.bytes(), static_cast<uint32_t>(raw.length()), &decoded,
+                                    kMaxJobOutput, wanted, &complete))
             return false;
         result->data = KPPDFData(std::move(decoded));
-        return KPPDFCompressedObjects::readHeader(result->data, result->read.count,
-                                                  result->read.first, &result->entries) &&
-               !result->entries.empty();
+        result->objectsRead = complete ? 0 : objects;
+        if (headerRead)
+            KPPDFCompressedObjects::limitHeader(&header, result->data.length());
+        else if (!KPPDFCompressedObjects::readHeader(result->data, count, first, &header))
+            return false;
+        return !header.empty();
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -179,6 +209,7 @@ bool KPPDFInflateAhead::take(uint32_t stream,
         if (handed) {
             index->data = std::move(result.data);
             index->entries = std::move(result.entries);
+            index->objectsRead = result.objectsRead;
             handed_++;
         }
         result = Result();

@@ -19,9 +19,11 @@
 // The helper touches no document state: a job is a stream number and the place of its object in
 // the file (the data keeps the bytes alive), which the helper reads for itself when it is
 // written plainly (KPPDFCompressedObjects::readPlainObjectStream). It keeps only clean results
-// (a whole zlib stream, a well-formed header), and take() hands one out only when the reader
-// parsed the stream to the same raw bytes, N and First, so what the reader gets is what its own
-// decoding would give. A stream the helper could not read cleanly, did not reach, or let go is
+// (a zlib stream inflated without fault, a well-formed header), and take() hands one out only
+// when the reader parsed the stream to the same raw bytes, N and First, so what the reader gets
+// is what its own decoding would give. A job that wants only the first objects of its stream
+// is inflated up to their end (StreamIndex::objectsRead): pages come early in the object
+// streams that hold them, and the rest is often larger. A stream the helper could not read cleanly, did not reach, or let go is
 // left to the reader, which decodes (and logs) as usual. The helper stops when the object is
 // destroyed.
 class KPPDFInflateAhead {
@@ -60,6 +62,7 @@ private:
         KPPDFCompressedObjects::PlainObjectStream read; // what the helper took the stream to be
         KPPDFData data;
         std::vector<KPPDFCompressedObjects::Entry> entries;
+        uint32_t objectsRead = 0; // see StreamIndex::objectsRead
     };
     void run();
     // Reads and inflates a job's stream into result, as the helper does; false when it is not
