@@ -105,15 +105,17 @@ unsigned long long KPPDFParseUnsignedDecimal(const char* text, const char* limit
                                              const char** end) {
     const char* p = text;
     unsigned long long value = 0;
-    bool any = false;
+    // Nineteen digits never overflow: only the digits after them need the check.
+    const char* unchecked = limit - p > 19 ? p + 19 : limit;
+    while (p < unchecked && KPPDFIsDigit(static_cast<uint8_t>(*p)))
+        value = value * 10 + static_cast<unsigned>(*p++ - '0');
     while (p < limit && KPPDFIsDigit(static_cast<uint8_t>(*p))) {
         unsigned digit = static_cast<unsigned>(*p - '0');
         value = value > (ULLONG_MAX - digit) / 10 ? ULLONG_MAX : value * 10 + digit;
         p++;
-        any = true;
     }
     if (end)
-        *end = any ? p : text;
+        *end = p;
     return value;
 }
 
