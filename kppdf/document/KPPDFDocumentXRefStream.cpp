@@ -163,6 +163,25 @@ bool KPPDFTrailer::readStream(uint64_t offset) {
 bool KPPDFTrailer::setupStream() {
     const uint8_t* bytes = entryData_.bytes();
     uint32_t entryWidth = widths_[0] + widths_[1] + widths_[2];
+    // Most entries of a large file are compressed objects entered in a table that has room for
+    // them and holds nothing there yet: those are entered here directly, as
+    // enterCompressedObject would enter them; any other goes through it.
+    KPPDFDocument& document = *document_;
+    const uint32_t limit = std::min(numberLimit(), KPPDFDocument::kMaxObjectNumber);
+    auto enterCompressed = [&](uint32_t number, uint64_t stream, uint64_t index) {
+        if (number != 0 && number <= limit && stream != 0 && stream <= limit &&
+            stream != number && index <= UINT32_MAX && document.compressedObjects_ &&
+            number < document.table_.size() && document.pending_.size() == document.table_.size() &&
+            !document.table_[number] &&
+            document.compressedObjects_->setLocationInRoom(number, static_cast<uint32_t>(stream),
+                                                           static_cast<uint32_t>(index))) {
+            document.pending_[number] = {0, 0};
+            maxObjectNumber_ = std::max(maxObjectNumber_, number);
+        } else if (stream <= UINT32_MAX && index <= UINT32_MAX) {
+            enterCompressedObject(number, static_cast<uint32_t>(stream),
+                                  static_cast<uint32_t>(index));
+        }
+    };
     for (size_t k = 0; k < xrefRanges_.size(); k++) {
         const uint8_t* entry = bytes + rangeOffsets_[k];
         for (uint32_t i = 0; i < xrefRanges_[k].length; i++, entry += entryWidth) {
@@ -175,9 +194,8 @@ bool KPPDFTrailer::setupStream() {
                 uint32_t generation = static_cast<uint32_t>(std::min<uint64_t>(third, UINT32_MAX));
                 if (!enterObjectAtOffset(number, generation, second))
                     return false;
-            } else if (type == 2 && second <= UINT32_MAX && third <= UINT32_MAX) {
-                enterCompressedObject(number, static_cast<uint32_t>(second),
-                                      static_cast<uint32_t>(third));
+            } else if (type == 2) {
+                enterCompressed(number, second, third);
             }
             // Type 0 (free) and unknown types stand for the null object.
         }

@@ -49,6 +49,14 @@ public:
         if (number < locations_.size())
             locations_[number] = Location();
     }
+    // setLocation for a number the locations have room for already; false, nothing done,
+    // otherwise.
+    bool setLocationInRoom(uint32_t number, uint32_t stream, uint32_t index) {
+        if (number >= locations_.size())
+            return false;
+        locations_[number] = {stream, index};
+        return true;
+    }
     // False when the object is not compressed.
     bool location(uint32_t number, Location* location) const;
     // True when the stream's decoded bytes are held (its objects are read without inflating).
