@@ -139,6 +139,24 @@ uint32_t KPPDFPlainArrayLength(const KPPDFData& data, uint64_t offset) {
             return end - offset > UINT32_MAX ? 0 : static_cast<uint32_t>(end - offset);
         }
         uint64_t start = p;
+        if (KPPDFIsDigit(byte(p))) {
+            // The usual token, an integer of a reference or a box, read at once; anything more
+            // (a point, a sign, a letter after the digits) is read the general way below.
+            uint64_t q = p + 1;
+            while (q < length && KPPDFIsDigit(byte(q)))
+                q++;
+            if (endsToken(q)) {
+                integers = q - p <= kMaxReferenceDigits ? std::min(integers + 1, 2) : 0;
+                p = q;
+                continue;
+            }
+        } else if (c == 'R' && endsToken(p + 1)) {
+            if (integers < 2)
+                return 0;
+            integers = 0;
+            p++;
+            continue;
+        }
         if (c == '/') {
             p++;
             while (p < length &&
