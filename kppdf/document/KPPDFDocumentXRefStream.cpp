@@ -305,7 +305,8 @@ KPPDFRef<KPPDFObject> KPPDFDocument::compressedObject(uint32_t number) {
         if (!index.objectsRead ||
             (entry && static_cast<size_t>(entry - index.entries.data()) < index.objectsRead))
             break;
-        cache->release(location.stream);
+        if (!ahead || !cache->release(location.stream))
+            return nullptr; // decoded whole already: never the case
         ahead = false;
     }
     if (!entry) {

@@ -113,8 +113,8 @@ size_t KPPDFInflateAhead::claimNext() {
     return job;
 }
 
-void KPPDFInflateAhead::finish(size_t job, bool whole, Result&& result) {
-    if (whole) {
+void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
+    if (usable) {
         heldBytes_ += result.data.length();
         results_[job] = std::move(result);
         held_.push_back(job);
@@ -135,9 +135,9 @@ void KPPDFInflateAhead::run() {
         }
         lock.unlock();
         Result result;
-        bool whole = inflateJob(job, &result);
+        bool usable = inflateJob(job, &result);
         lock.lock();
-        finish(job, whole, std::move(result));
+        finish(job, usable, std::move(result));
         finished_.notify_all();
     }
 }
@@ -181,9 +181,9 @@ bool KPPDFInflateAhead::take(uint32_t stream,
         states_[job] = State::Working;
         lock.unlock();
         Result result;
-        bool whole = inflateJob(job, &result);
+        bool usable = inflateJob(job, &result);
         lock.lock();
-        finish(job, whole, std::move(result));
+        finish(job, usable, std::move(result));
     }
     while (states_[job] == State::Working) {
         size_t next = claimNext();
@@ -193,9 +193,9 @@ bool KPPDFInflateAhead::take(uint32_t stream,
         }
         lock.unlock();
         Result result;
-        bool whole = inflateJob(next, &result);
+        bool usable = inflateJob(next, &result);
         lock.lock();
-        finish(next, whole, std::move(result));
+        finish(next, usable, std::move(result));
     }
     bool handed = false;
     if (states_[job] == State::Done) {

@@ -23,9 +23,9 @@
 // when the reader parsed the stream to the same raw bytes, N and First, so what the reader gets
 // is what its own decoding would give. A job that wants only the first objects of its stream
 // is inflated up to their end (StreamIndex::objectsRead): pages come early in the object
-// streams that hold them, and the rest is often larger. A stream the helper could not read cleanly, did not reach, or let go is
-// left to the reader, which decodes (and logs) as usual. The helper stops when the object is
-// destroyed.
+// streams that hold them, and the rest is often larger. A stream the helper could not read
+// cleanly, did not reach, or let go is left to the reader, which decodes (and logs) as usual.
+// The helper stops when the object is destroyed.
 class KPPDFInflateAhead {
 public:
     using Job = KPPDFCompressedObjects::AheadJob;
@@ -71,8 +71,8 @@ private:
     // With the lock held: the next job to inflate, marked Working, or SIZE_MAX when there is
     // none within the window or the results held are at their bound.
     size_t claimNext();
-    // With the lock held: keeps a job's result, or lets the job go when it is not whole.
-    void finish(size_t job, bool whole, Result&& result);
+    // With the lock held: keeps a job's result, or lets the job go when it is not usable.
+    void finish(size_t job, bool usable, Result&& result);
     void letGo(size_t job); // with the lock held
 
     struct Place {
