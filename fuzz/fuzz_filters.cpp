@@ -51,6 +51,31 @@ void fuzzFlate(const uint8_t* data, uint32_t size, size_t maxOutput) {
         check(ok && out == oneShot);
     }
 
+    // The head-only decoder gives the bytes the usual one keeps, up to where it stops: all of
+    // them when it says the stream is complete, the first so many otherwise. The point wanted
+    // is read from the stream's own first bytes, as an object stream's header gives it.
+    // (An empty stream with a wrong checksum is the one difference: the usual decoder, with
+    // nothing inflated, takes it for damage.)
+    std::string head;
+    bool complete = false;
+    if (KPPDFFlateDecodePrefix(data, size, &head, maxOutput, nullptr, &complete))
+        check(complete && (head.empty() || (ok && head == out)));
+    else
+        check(head.empty() && !complete);
+    auto wanted = [](const uint8_t* bytes, size_t length) -> size_t {
+        return length == 0 ? 4 : length == 4 ? 4 + (size_t(bytes[0]) << 8 | bytes[1]) : length;
+    };
+    if (KPPDFFlateDecodePrefix(data, size, &head, maxOutput, wanted, &complete)) {
+        check(head.empty() || (ok && out.compare(0, head.size(), head) == 0));
+        if (complete)
+            check(head.empty() || head == out);
+        else
+            check(head.size() >= 4 && head.size() == 4 + (size_t(uint8_t(head[0])) << 8 |
+                                                          uint8_t(head[1])));
+    } else {
+        check(head.empty() && !complete);
+    }
+
     std::string packed(KPPDFDeflateBound(size), '\0');
     uint32_t packedLength = static_cast<uint32_t>(packed.size());
     check(KPPDFDeflate(data, size, reinterpret_cast<uint8_t*>(packed.data()), &packedLength) == 1);
