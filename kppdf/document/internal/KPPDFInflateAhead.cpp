@@ -125,6 +125,14 @@ void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
     }
 }
 
+void KPPDFInflateAhead::work(size_t job, std::unique_lock<std::mutex>& lock) {
+    lock.unlock();
+    Result result;
+    bool usable = inflateJob(job, &result);
+    lock.lock();
+    finish(job, usable, std::move(result));
+}
+
 void KPPDFInflateAhead::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stop_) {
@@ -133,11 +141,7 @@ void KPPDFInflateAhead::run() {
             wake_.wait(lock);
             continue;
         }
-        lock.unlock();
-        Result result;
-        bool usable = inflateJob(job, &result);
-        lock.lock();
-        finish(job, usable, std::move(result));
+        work(job, lock);
         finished_.notify_all();
     }
 }
@@ -179,11 +183,7 @@ bool KPPDFInflateAhead::take(uint32_t stream,
     // idle: the helper alone falls behind a reader that only parses.
     if (states_[job] == State::Pending) {
         states_[job] = State::Working;
-        lock.unlock();
-        Result result;
-        bool usable = inflateJob(job, &result);
-        lock.lock();
-        finish(job, usable, std::move(result));
+        work(job, lock);
     }
     while (states_[job] == State::Working) {
         size_t next = claimNext();
@@ -191,11 +191,7 @@ bool KPPDFInflateAhead::take(uint32_t stream,
             finished_.wait(lock);
             continue;
         }
-        lock.unlock();
-        Result result;
-        bool usable = inflateJob(next, &result);
-        lock.lock();
-        finish(next, usable, std::move(result));
+        work(next, lock);
     }
     bool handed = false;
     if (states_[job] == State::Done) {

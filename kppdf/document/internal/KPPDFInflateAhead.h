@@ -73,6 +73,8 @@ private:
     size_t claimNext();
     // With the lock held: keeps a job's result, or lets the job go when it is not usable.
     void finish(size_t job, bool usable, Result&& result);
+    // Inflates a job marked Working, the lock let go meanwhile, and finishes it.
+    void work(size_t job, std::unique_lock<std::mutex>& lock);
     void letGo(size_t job); // with the lock held
 
     struct Place {
