@@ -5,7 +5,6 @@
 #include <initializer_list>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 

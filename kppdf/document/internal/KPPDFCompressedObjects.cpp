@@ -33,11 +33,17 @@ bool KPPDFCompressedObjects::location(uint32_t number, Location* location) const
 }
 
 bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
-                                        std::vector<Entry>* entries, uint64_t length) {
+                                        std::vector<Entry>* entries) {
+    if (!readHeaderUnchecked(data, count, first, entries))
+        return false;
+    limitHeader(entries, data.length());
+    return true;
+}
+
+bool KPPDFCompressedObjects::readHeaderUnchecked(const KPPDFData& data, uint64_t count,
+                                                 uint64_t first, std::vector<Entry>* entries) {
     entries->clear();
-    if (length == 0)
-        length = data.length();
-    if (first > data.length() || first > length)
+    if (first > data.length())
         return false;
     // Each pair takes at least four bytes ("1 0 "), which bounds a lying "N".
     count = std::min<uint64_t>({count, uint64_t(kMaxObjectsPerStream), first / 4 + 1});
@@ -56,7 +62,7 @@ bool KPPDFCompressedObjects::readHeader(const KPPDFData& data, uint64_t count, u
             return !entries->empty();
         p = static_cast<uint64_t>(end - base);
         // An unusable pair keeps its place (number 0): the index of every later object counts it.
-        if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || offset >= length - first)
+        if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || offset >= UINT64_MAX - first)
             entries->push_back({0, 0});
         else
             entries->push_back({static_cast<uint32_t>(number), first + offset});

@@ -67,12 +67,15 @@ public:
     // The index of an object stream, made on first request; never null.
     StreamIndex& streamIndex(uint32_t stream) { return streams_[stream]; }
     // Reads an object stream's header ("N" pairs of object number and offset) from decoded
-    // bytes; false when it is malformed. first is the stream's "First". An offset at or past
-    // the decoded length (length; 0 for data's own) makes its pair unusable (number 0).
+    // bytes; false when it is malformed. first is the stream's "First". A pair whose object
+    // would start at or past the end of data is unusable (number 0).
     static bool readHeader(const KPPDFData& data, uint64_t count, uint64_t first,
-                           std::vector<Entry>* entries, uint64_t length = 0);
-    // Makes the pairs of a header read with a larger length (see readHeader) unusable where
-    // their offset is at or past length: the header readHeader gives for that length.
+                           std::vector<Entry>* entries);
+    // The same from data holding at least the header's own first bytes, the objects' offsets
+    // left unchecked; limitHeader checks them once the decoded length is known.
+    static bool readHeaderUnchecked(const KPPDFData& data, uint64_t count, uint64_t first,
+                                    std::vector<Entry>* entries);
+    // Makes the pairs whose object would start at or past length unusable.
     static void limitHeader(std::vector<Entry>* entries, uint64_t length);
     // Lets an object stream's decoded bytes and header go; they are read again if one of its
     // objects is asked for later.

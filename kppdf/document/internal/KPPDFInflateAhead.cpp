@@ -77,8 +77,7 @@ bool KPPDFInflateAhead::inflateJob(size_t job, Result* result) const {
             if (length < first)
                 return static_cast<size_t>(first);
             KPPDFData head(std::string(reinterpret_cast<const char*>(bytes), first));
-            headerRead =
-                KPPDFCompressedObjects::readHeader(head, count, first, &header, UINT64_MAX);
+            headerRead = KPPDFCompressedObjects::readHeaderUnchecked(head, count, first, &header);
             if (!headerRead || objects >= header.size())
                 return end;
             for (uint32_t i = 0; i < objects; i++)
