@@ -70,8 +70,8 @@ void fuzzFlate(const uint8_t* data, uint32_t size, size_t maxOutput) {
         if (complete)
             check(head.empty() || head == out);
         else
-            check(head.size() >= 4 && head.size() == 4 + (size_t(uint8_t(head[0])) << 8 |
-                                                          uint8_t(head[1])));
+            check(head.size() >= 4 &&
+                  head.size() == 4 + (size_t(uint8_t(head[0])) << 8 | uint8_t(head[1])));
     } else {
         check(head.empty() && !complete);
     }

@@ -36,7 +36,8 @@ void appendRect(std::string& out, const KPPDFRect& r) {
         // Whole numbers below a million, what nearly every box holds, print as integers under
         // "%g" too; the integer writer is several times faster.
         double corner = corners[i];
-        if (corner > -1e6 && corner < 1e6 && corner == static_cast<double>(static_cast<int>(corner)) &&
+        if (corner > -1e6 && corner < 1e6 &&
+            corner == static_cast<double>(static_cast<int>(corner)) &&
             !(corner == 0 && std::signbit(corner)))
             end = std::to_chars(end, text + sizeof text - 1, static_cast<int>(corner)).ptr;
         else

@@ -169,10 +169,9 @@ bool KPPDFTrailer::setupStream() {
     KPPDFDocument& document = *document_;
     const uint32_t limit = std::min(numberLimit(), KPPDFDocument::kMaxObjectNumber);
     auto enterCompressed = [&](uint32_t number, uint64_t stream, uint64_t index) {
-        if (number != 0 && number <= limit && stream != 0 && stream <= limit &&
-            stream != number && index <= UINT32_MAX && document.compressedObjects_ &&
-            number < document.table_.size() && document.pending_.size() == document.table_.size() &&
-            !document.table_[number] &&
+        if (number != 0 && number <= limit && stream != 0 && stream <= limit && stream != number &&
+            index <= UINT32_MAX && document.compressedObjects_ && number < document.table_.size() &&
+            document.pending_.size() == document.table_.size() && !document.table_[number] &&
             document.compressedObjects_->setLocationInRoom(number, static_cast<uint32_t>(stream),
                                                            static_cast<uint32_t>(index))) {
             document.pending_[number] = {0, 0};

@@ -562,10 +562,10 @@ bool KPPDFFlateDecodePrefix(const uint8_t* input, uint32_t inputLength, std::str
         for (;;) {
             if (produced >= want) {
                 // What came so far may tell how much more is wanted.
-                size_t more = want < bound && wanted
-                                  ? wanted(reinterpret_cast<const uint8_t*>(output->data()),
-                                           produced)
-                                  : produced;
+                size_t more =
+                    want < bound && wanted
+                        ? wanted(reinterpret_cast<const uint8_t*>(output->data()), produced)
+                        : produced;
                 if (more <= produced) {
                     sound = produced <= maxOutput;
                     break;

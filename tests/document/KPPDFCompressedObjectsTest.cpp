@@ -274,9 +274,10 @@ TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
             EXPECT_EQ(index.objectsRead, objectsRead);
             const std::string& text = partial.texts[stream];
             ASSERT_EQ(index.entries.size(), 3u);
-            size_t end = objectsRead ? text.find("<< /Stream", text.find("/Index " +
-                                                      std::to_string(objectsRead - 1)))
-                                     : text.size();
+            size_t end = objectsRead
+                             ? text.find("<< /Stream",
+                                         text.find("/Index " + std::to_string(objectsRead - 1)))
+                             : text.size();
             EXPECT_EQ(index.data.view(), text.substr(0, end));
             for (uint32_t i = 0; i < 3; i++) {
                 // The objects read have their place; the later ones lie past the part read.

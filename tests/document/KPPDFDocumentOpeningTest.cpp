@@ -539,8 +539,9 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
         if (index % 11 == 4)
             entries += " /Title (page " + std::to_string(index) + ")";
         builder.add(number, "<< " + entries + " >>");
-        builder.add(number + 1, "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] /Contents (note " +
-                                    std::to_string(index) + ") >>");
+        builder.add(number + 1,
+                    "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] /Contents (note " +
+                        std::to_string(index) + ") >>");
     }
     tool_runner::TemporaryFolder folder;
     ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));

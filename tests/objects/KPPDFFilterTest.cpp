@@ -207,9 +207,7 @@ TEST(KPPDFFilterFlate, PrefixStopsWhereWanted) {
     EXPECT_EQ(out, text);
     // Cut before the point wanted, damaged, no zlib header (raw deflate), a preset dictionary
     // flag, nothing: false, and the caller decodes the usual way.
-    auto at = [](size_t length) {
-        return [length](const uint8_t*, size_t) { return length; };
-    };
+    auto at = [](size_t length) { return [length](const uint8_t*, size_t) { return length; }; };
     std::string cut = packed.substr(0, packed.size() / 2);
     EXPECT_FALSE(prefix(cut, nullptr));
     EXPECT_FALSE(prefix(cut, at(text.size() - 10)));
