@@ -146,18 +146,13 @@ TEST(KPPDFCompressedObjects, PlainObjectStreamsReadWithoutParsing) {
     const char* refused[] = {
         "<< /Type /ObjStm /N 2 /First 9 /Length 5 0 R /Filter /FlateDecode >>\nstream\nabcd\n"
         "endstream",
-        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode /DecodeParms << >> >>\n"
-        "stream\nabcd\nendstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode /DecodeParms null >>\n"
         "stream\nabcd\nendstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter [/FlateDecode] >>\nstream\nabcd\n"
         "endstream",
-        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /LZWDecode >>\nstream\nabcd\nendstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 >>\nstream\nabcd\nendstream",
         "<< /Type /XRef /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\nendstream",
         "<< /Type /ObjStm /N -2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\n"
-        "endstream",
-        "<< /Type /ObjStm /N 2 /First 9.5 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\n"
         "endstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 3 /Filter /FlateDecode >>\nstream\nabcd\n"
         "endstream",
@@ -166,12 +161,10 @@ TEST(KPPDFCompressedObjects, PlainObjectStreamsReadWithoutParsing) {
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nabcd\nendstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode %\n>>\nstream\nabcd\n"
         "endstream",
-        "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>\nstream\nabcd\nendstr",
         "<< /Type /ObjStm /N 2 /First 9 /Length 99999999999999999999 /Filter /FlateDecode >>\n"
         "stream\nabcd\nendstream",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode >>",
         "<< /Type /ObjStm /N 2 /First 9 /Length 4 /Filter /FlateDecode",
-        "",
     };
     for (const char* text : refused)
         EXPECT_FALSE(read(text, &stream)) << text;

@@ -5,14 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFTrailer.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
-#include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
@@ -122,7 +120,7 @@ TEST(KPPDFDocumentOpening, EveryFixtureOpensWithItsResultCode) {
     }
 }
 
-TEST(KPPDFDocumentOpening, HeaderAndLineEnds) {
+TEST(KPPDFDocumentOpening, LineEndsAndVersion) {
     int32_t result = -1;
     for (const auto& [file, eol] : {std::pair{"classic_lf.pdf", "\n"},
                                     {"classic_crlf.pdf", "\r\n"},
@@ -140,46 +138,49 @@ TEST(KPPDFDocumentOpening, HeaderAndLineEnds) {
         EXPECT_EQ(catalog->indirectObject(),
                   "1 0 obj" + std::string(eol) + catalog->directObject() + eol + "endobj" + eol);
     }
-
-    // The first line must end within 100 bytes; a version in the catalog wins over the header's.
-    LogCapture log;
-    std::string header = "%PDF-1.4 " + std::string(95, 'x') + "\n";
+    // A version in the catalog wins over the header's.
     TestPDFBuilder builder;
     builder.add(1, "<< /Type /Catalog /Pages 2 0 R /Version /1.7 >>");
     builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    std::string pdf = builder.build("/Root 1 0 R");
-    auto versioned = openBytes(pdf, &result);
+    auto versioned = openBytes(builder.build("/Root 1 0 R"), &result);
     ASSERT_NE(versioned, nullptr);
     EXPECT_EQ(versioned->pdfVersion(), "1.7");
-    EXPECT_EQ(openBytes(header + pdf.substr(pdf.find('\n') + 1), &result), nullptr);
-    EXPECT_EQ(result, KPPDFDocumentNotPDF);
+}
 
-    // No bytes at all: an empty document.
-    auto empty = KPPDFDocument::documentWithData(KPPDFData(std::string()), &result);
-    EXPECT_NE(empty, nullptr);
-    EXPECT_EQ(result, KPPDFDocumentOpened);
+TEST(KPPDFDocumentOpening, WhatIsNotAPDF) {
+    // A first line longer than 100 bytes; in a file without a trailer, no startxref, no %%EOF or
+    // no catalog anywhere; a missing file. No bytes at all, though, make an empty document.
+    LogCapture log;
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    std::string pdf = builder.build("/Root 1 0 R");
+    std::string untrailed =
+        replaceOnce(replaceOnce(pdf, "trailer", "garbage"), "startxref\n", "startxref\n1");
+    int32_t result = -1;
+    for (std::string broken :
+         {"%PDF-1.4 " + std::string(95, 'x') + "\n" + pdf.substr(pdf.find('\n') + 1),
+          untrailed.substr(0, untrailed.rfind("startxref")),
+          untrailed.substr(0, untrailed.rfind("%%EOF")),
+          replaceOnce(untrailed, "/Catalog", "/Katalog")}) {
+        SCOPED_TRACE(broken);
+        EXPECT_EQ(openBytes(broken, &result), nullptr);
+        EXPECT_EQ(result, KPPDFDocumentNotPDF);
+    }
     EXPECT_EQ(KPPDFDocument::documentWithContentsOfFile(fixturePath("missing.pdf"), &result),
               nullptr);
     EXPECT_EQ(result, KPPDFDocumentNotPDF);
+    EXPECT_NE(KPPDFDocument::documentWithData(KPPDFData(std::string()), &result), nullptr);
+    EXPECT_EQ(result, KPPDFDocumentOpened);
 }
 
-TEST(KPPDFDocumentOpening, ClassicTablesAndTheirQuirks) {
+TEST(KPPDFDocumentOpening, ClassicTableEntries) {
     int32_t result = -1;
     LogCapture log;
-    // 19-byte entries (a bare LF after the flag).
-    auto xref19 = openFixture("xref19.pdf", &result);
-    ASSERT_NE(xref19, nullptr);
-    EXPECT_FALSE(xref19->isRepaired());
-    EXPECT_EQ(xref19->trailer()->xrefRanges().size(), 1u);
-    EXPECT_EQ(xref19->trailer()->xrefRanges()[0], KPPDFMakeRange(0, 9));
-
     uint64_t offset = 0;
     uint32_t generation = 0;
     char flag = 0;
-    const char entry20[] = "0000000015 00000 n \n0";
-    EXPECT_EQ(KPPDFTrailer::getOffset(&offset, &generation, &flag, entry20, entry20 + 21), 20u);
-    EXPECT_EQ(offset, 15u);
-    EXPECT_EQ(flag, 'n');
+    // 19-byte entries (a bare LF after the flag), and a damaged one.
     const char entry19[] = "0000000099 00002 f\n0";
     EXPECT_EQ(KPPDFTrailer::getOffset(&offset, &generation, &flag, entry19, entry19 + 20), 19u);
     EXPECT_EQ(offset, 99u);
@@ -189,13 +190,6 @@ TEST(KPPDFDocumentOpening, ClassicTablesAndTheirQuirks) {
     EXPECT_EQ(KPPDFTrailer::getOffset(&offset, &generation, &flag, entry18, entry18 + 19), 18u);
     EXPECT_EQ(offset, 0u);
     EXPECT_EQ(KPPDFTrailer::getOffset(&offset, &generation, &flag, entry18, entry18 + 17), 0u);
-
-    // "Size" 5 with objects up to 8: the highest number counts, and the log says so.
-    log.clear();
-    auto small = openFixture("size_small.pdf", &result);
-    ASSERT_NE(small, nullptr);
-    EXPECT_EQ(small->objectCount(), 8u);
-    EXPECT_TRUE(log.contains("Document object count mismatch; reported: 5, actual: 8"));
 
     // Entries a few bytes off their "N G obj" still lead to the objects.
     TestPDFBuilder builder;
@@ -215,30 +209,6 @@ TEST(KPPDFDocumentOpening, ClassicTablesAndTheirQuirks) {
     EXPECT_FALSE(shifted->isRepaired());
     EXPECT_EQ(resolveAll(*shifted), 3u);
     EXPECT_TRUE(shifted->pagesObject()->hasName("Type", "Pages"));
-
-    // Two definitions of one number with different generations share one table entry; the
-    // later one wins.
-    TestPDFBuilder twice;
-    twice.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    twice.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    twice.add(3, "(generation zero)");
-    std::string base = twice.build("/Root 1 0 R");
-    std::string update = "3 1 obj\n(generation one)\nendobj\n";
-    size_t updateOffset = base.size();
-    size_t xref = base.size() + update.size();
-    char entry[32];
-    std::snprintf(entry, sizeof entry, "%010zu 00001 n\r\n", updateOffset);
-    std::string revised =
-        base + update + "xref\n3 1\n" + entry + "trailer\n<< /Size 4 /Root 1 0 R /Prev " +
-        std::to_string(twice.startxref()) + " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
-    auto updated = openBytes(revised, &result);
-    ASSERT_NE(updated, nullptr);
-    EXPECT_EQ(chainLength(*updated), 2);
-    auto three =
-        KPPDFCast<KPPDFObjectString>(KPPDFObject::resolve(updated->objectWithNumber(3, 0)));
-    ASSERT_NE(three, nullptr);
-    EXPECT_EQ(three->stringValue(), "generation one");
-    EXPECT_EQ(three->generation(), 1u);
 }
 
 TEST(KPPDFDocumentOpening, IncrementalUpdateIsFoundAtItsNewPosition) {
@@ -290,14 +260,10 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
         EXPECT_TRUE(document->isRepaired());
         EXPECT_FALSE(document->trailer()->hasXref());
         EXPECT_TRUE(log.contains("scanning the file for objects"));
-        EXPECT_EQ(resolveAll(*document), 8u);
-        EXPECT_EQ(document->objectCount(), 9u);
-        auto kids = document->pagesObject()->resolvedObjectForKey<KPPDFObjectArray>("Kids");
-        ASSERT_NE(kids, nullptr);
-        EXPECT_EQ(kids->count(), 2u);
     }
 
-    // "Prev" loops end at the repeat, without a repair.
+    // "Prev" loops end at the repeat, without a repair. (The first test resolves the objects of
+    // these four files.)
     for (const auto& [file, sections] :
          {std::pair{"prev_loop_self.pdf", 1}, {"prev_loop_two.pdf", 2}}) {
         SCOPED_TRACE(file);
@@ -307,7 +273,6 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
         EXPECT_FALSE(document->isRepaired());
         EXPECT_EQ(chainLength(*document), sections);
         EXPECT_TRUE(log.contains("comes back to offset"));
-        EXPECT_EQ(resolveAll(*document), 8u);
     }
 
     // A "Prev" that leads nowhere makes the table untrustworthy: scan.
@@ -338,14 +303,6 @@ TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
     EXPECT_TRUE(log.contains("Object number 7000000 is more than a file of"));
     EXPECT_LE(bounded->tableSize(), KPPDFTrailer::kMinObjectNumberLimit + 1);
     EXPECT_TRUE(bounded->pagesObject()->hasName("Type", "Pages"));
-
-    // Without startxref and %%EOF, or without any catalog, it is not a PDF.
-    for (std::string broken :
-         {pdf.substr(0, pdf.rfind("startxref")), pdf.substr(0, pdf.rfind("%%EOF")),
-          replaceOnce(pdf, "/Catalog", "/Katalog")}) {
-        EXPECT_EQ(openBytes(broken, &result), nullptr);
-        EXPECT_EQ(result, KPPDFDocumentNotPDF);
-    }
 }
 
 TEST(KPPDFDocumentOpening, CrossReferenceStreamsAndObjectStreams) {
@@ -386,7 +343,8 @@ TEST(KPPDFDocumentOpening, CrossReferenceStreamsAndObjectStreams) {
     EXPECT_EQ(infoTitle(*repaired), "Fixture base document");
     EXPECT_EQ(repaired->objectCount(), 24u);
 
-    // Hybrid file: the objects only the cross-reference stream lists are found too.
+    // Hybrid file: the objects only the cross-reference stream lists are found too (all of
+    // them: see the first test).
     auto hybrid = openFixture("hybrid.pdf", &result);
     ASSERT_NE(hybrid, nullptr);
     EXPECT_EQ(hybrid->trailer()->kind(), KPPDFTrailer::kKindTable);
@@ -394,7 +352,6 @@ TEST(KPPDFDocumentOpening, CrossReferenceStreamsAndObjectStreams) {
     EXPECT_EQ(hybrid->trailer()->hybridSection()->offset(), 1170u);
     EXPECT_EQ(titleOf(hybrid->objectWithNumber(10)), "Compressed item one");
     EXPECT_EQ(titleOf(hybrid->objectWithNumber(11)), "Compressed item two");
-    EXPECT_EQ(resolveAll(*hybrid), 13u);
 }
 
 TEST(KPPDFDocumentOpening, HandMadeObjectStreams) {
@@ -472,33 +429,6 @@ TEST(KPPDFDocumentOpening, FileIdentifierGetsAFreshSecondHalf) {
     ASSERT_NE(plain, nullptr);
     ASSERT_EQ(plain->docID()->count(), 2u);
     EXPECT_EQ(plain->docID()->resolvedObjectAtIndex(0), plain->docID()->resolvedObjectAtIndex(1));
-}
-
-TEST(KPPDFDocumentOpening, DamagedBytesNeverCrash) {
-    // Every prefix of a few files, and files with bytes changed at random (fixed seed): opening
-    // and resolving everything must end without a fault (the sanitizers watch).
-    LogCapture log;
-    std::mt19937 random(20240611);
-    for (const char* file :
-         {"classic_lf.pdf", "xref_stream.pdf", "hybrid.pdf", "rc4_40_empty.pdf"}) {
-        SCOPED_TRACE(file);
-        std::string bytes = KPPDFData::dataWithContentsOfFile(fixturePath(file)).string();
-        for (size_t length = 0; length <= bytes.size(); length += 13) {
-            int32_t result = -1;
-            if (auto document = openBytes(bytes.substr(0, length), &result))
-                resolveAll(*document);
-            EXPECT_GE(result, 0);
-            EXPECT_LE(result, 3);
-        }
-        for (int round = 0; round < 100; round++) {
-            std::string damaged = bytes;
-            for (int flips = 0; flips < 4; flips++)
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            int32_t result = -1;
-            if (auto document = openBytes(damaged, &result))
-                resolveAll(*document);
-        }
-    }
 }
 
 TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {

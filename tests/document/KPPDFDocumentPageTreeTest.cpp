@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -10,7 +9,6 @@
 
 #include "kppdf/document/KPPDFDestination.h"
 #include "kppdf/document/KPPDFOutline.h"
-#include "kppdf/imprints/KPPDFImprint.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
@@ -19,7 +17,6 @@
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "support/LogCapture.h"
-#include "support/TestAnnotation.h"
 #include "support/TestHelpers.h"
 
 namespace {
@@ -55,22 +52,25 @@ std::vector<uint32_t> pageNumbers(KPPDFDocument& document) {
     return numbers;
 }
 
+int32_t pageIndex(KPPDFDocument& document, const KPPDFRef<KPPDFPage>& page) {
+    for (uint32_t i = 0; page && i < document.pageCount(); i++)
+        if (document.pageAtIndex(i) == page)
+            return static_cast<int32_t>(i);
+    return -1;
+}
+
 // A destination's type, page index (-1: none), fit and numbers in one line.
 std::string destinationFields(const KPPDFDestination& d, KPPDFDocument& document) {
     static const char* const kTypes[] = {"unknown", "page", "uri", "remote"};
     static const char* const kFits[] = {"None", "XYZ",  "Fit",   "FitH", "FitV",
                                         "FitR", "FitB", "FitBH", "FitBV"};
-    int page = -1;
-    for (uint32_t i = 0; i < document.pageCount(); i++)
-        if (d.page() && document.pageAtIndex(i) == d.page())
-            page = static_cast<int>(i);
     bool known = d.type() >= 0 && d.type() < 4 && d.fit() >= 0 && d.fit() < 9;
     if (!known)
         return "type " + std::to_string(d.type()) + " fit " + std::to_string(d.fit());
     char text[160];
-    std::snprintf(text, sizeof text, "%s %d %s l%g r%g b%g t%g z%g", kTypes[d.type()], page,
-                  kFits[d.fit()], double(d.left()), double(d.right()), double(d.bottom()),
-                  double(d.top()), double(d.zoom()));
+    std::snprintf(text, sizeof text, "%s %d %s l%g r%g b%g t%g z%g", kTypes[d.type()],
+                  pageIndex(document, d.page()), kFits[d.fit()], double(d.left()),
+                  double(d.right()), double(d.bottom()), double(d.top()), double(d.zoom()));
     return text;
 }
 
@@ -98,57 +98,81 @@ void addThreePages(TestPDFBuilder& builder, const std::string& catalogExtra) {
     builder.add(5, page(2, "/MediaBox [0 0 612 792]"));
 }
 
-} // namespace
-
-TEST(KPPDFDocumentPageTree, NestedNodesGiveLeavesDepthFirst) {
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 3 >>");
-    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [5 0 R 6 0 R] /Count 2 >>");
-    builder.add(4, page(2));
-    builder.add(5, page(3));
-    builder.add(6, "<< /Type /Pages /Parent 3 0 R /Kids [7 0 R] /Count 1 >>");
-    builder.add(7, page(6));
-    auto document = loadBuilt(builder, 7);
-
-    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{5, 7, 4}));
-    for (uint32_t i = 0; i < document->pageCount(); i++) {
-        EXPECT_EQ(document->pageAtIndex(i)->pageNumberInDocument(), i);
-        EXPECT_EQ(document->pageAtIndex(i)->document(), document.get());
-    }
-    EXPECT_EQ(document->pageAtIndex(3), nullptr);
-
-    // The walk itself: intermediate nodes as listed (references), leaves resolved.
-    KPPDFObjectList nodes;
-    std::vector<KPPDFRef<KPPDFObjectDictionary>> leaves;
-    document->processKids(document->pagesObject()->resolvedObjectForKey<KPPDFObjectArray>("Kids"),
-                          nodes, leaves);
-    ASSERT_EQ(nodes.size(), 2u);
-    EXPECT_EQ(nodes[0]->objectType(), KPPDFObjectTypeReference);
-    EXPECT_EQ(nodes[0]->objectNumber(), 3u);
-    EXPECT_EQ(nodes[1]->objectNumber(), 6u);
-    ASSERT_EQ(leaves.size(), 3u);
-    EXPECT_EQ(leaves[1]->objectNumber(), 7u);
+std::string fixturePath(const std::string& name) {
+    return std::string(KPPDF_TEST_DATA) + "/open/" + name;
 }
 
-TEST(KPPDFDocumentPageTree, KidsOfTheWrongKindAreSkipped) {
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 99 0 R 5 0 R 6 0 R] /Count 3 >>");
-    builder.add(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
-    builder.add(4, "<< /Parent 2 0 R /MediaBox [0 0 100 100] >>");
-    builder.add(5, "<< /Parent 2 0 R /Kids [6 0 R] >>");
-    builder.add(6, page(5));
-    LogCapture log;
-    auto document = loadBuilt(builder, 6);
+// The destinations of a page's link annotations, in order.
+std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document, uint32_t index) {
+    std::vector<KPPDFRef<KPPDFDestination>> destinations;
+    auto annots =
+        document.pageAtIndex(index)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
+            "Annots");
+    for (size_t i = 0; annots && i < annots->count(); i++) {
+        auto annotation = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(i));
+        if (annotation && annotation->hasName("Subtype", "Link"))
+            destinations.push_back(
+                KPPDFDestination::destinationFromDictionary(annotation, document));
+    }
+    return destinations;
+}
 
-    // 4 has no Type and no Kids: a page; 5 has Kids: a node, whose page 6 then comes once.
-    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 6}));
-    EXPECT_TRUE(log.contains("Expected Page or Pages object, found: Font"));
-    EXPECT_TRUE(log.contains("Expected Page or Pages object, found: (null)"));
-    EXPECT_TRUE(log.contains("Page tree node 4 0 R has no Type; taken as Page"));
-    EXPECT_TRUE(log.contains("Page tree node 6 0 R is listed twice; skipped"));
-    EXPECT_TRUE(log.contains("Page tree Count 3 exceeds the 2 pages found"));
+} // namespace
+
+TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
+    // Objects 2, 3, ... below the catalogue, the pages they give in order, and the log lines.
+    struct Case {
+        const char* name;
+        std::vector<std::string> objects;
+        std::vector<uint32_t> pages;
+        std::vector<const char*> logged;
+    };
+    const Case cases[] = {
+        {"nested nodes give their leaves depth first",
+         {"<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 3 >>",
+          "<< /Type /Pages /Parent 2 0 R /Kids [5 0 R 6 0 R] /Count 2 >>", page(2), page(3),
+          "<< /Type /Pages /Parent 3 0 R /Kids [7 0 R] /Count 1 >>", page(6)},
+         {5, 7, 4},
+         {}},
+        // 4 has no Type and no Kids: a page; 5 has Kids: a node, whose page 6 then comes once.
+        {"kids of the wrong kind",
+         {"<< /Type /Pages /Kids [3 0 R 4 0 R 99 0 R 5 0 R 6 0 R] /Count 3 >>",
+          "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+          "<< /Parent 2 0 R /MediaBox [0 0 100 100] >>", "<< /Parent 2 0 R /Kids [6 0 R] >>",
+          page(5)},
+         {4, 6},
+         {"Expected Page or Pages object, found: Font",
+          "Expected Page or Pages object, found: (null)",
+          "Page tree node 4 0 R has no Type; taken as Page",
+          "Page tree node 6 0 R is listed twice; skipped",
+          "Page tree Count 3 exceeds the 2 pages found"}},
+        {"cycles and repeats are cut",
+         {"<< /Type /Pages /Kids [3 0 R] /Count 3 >>",
+          "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 2 0 R 4 0 R 3 0 R 6 0 R] /Count 3 >>",
+          page(3), page(3), page(3)},
+         {4, 5, 6},
+         {"Page tree node 2 0 R lists its own ancestor; skipped",
+          "Page tree node 3 0 R lists its own ancestor; skipped",
+          "Page tree node 4 0 R is listed twice; skipped"}},
+        {"a root that is a page itself", {"<< /Type /Page /MediaBox [0 0 200 100] >>"}, {2}, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestPDFBuilder builder;
+        builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+        for (size_t i = 0; i < c.objects.size(); i++)
+            builder.add(static_cast<unsigned>(i + 2), c.objects[i]);
+        LogCapture log;
+        auto document = loadBuilt(builder, static_cast<unsigned>(c.objects.size() + 1));
+        EXPECT_EQ(pageNumbers(*document), c.pages);
+        for (uint32_t i = 0; i < document->pageCount(); i++) {
+            EXPECT_EQ(document->pageAtIndex(i)->pageNumberInDocument(), i);
+            EXPECT_EQ(document->pageAtIndex(i)->document(), document.get());
+        }
+        EXPECT_EQ(document->pageAtIndex(document->pageCount()), nullptr);
+        for (const char* line : c.logged)
+            EXPECT_TRUE(log.contains(line)) << line;
+    }
 }
 
 TEST(KPPDFDocumentPageTree, CountDecidesOnlyWhenItIsSmaller) {
@@ -160,10 +184,8 @@ TEST(KPPDFDocumentPageTree, CountDecidesOnlyWhenItIsSmaller) {
     const Case cases[] = {
         {"/Count 3", 3, nullptr},
         {"/Count 2", 2, "Page tree Count 2 is below the 3 pages found; using the first 2"},
-        {"/Count 0", 0, "Page tree Count 0 is below"},
         {"/Count 5", 3, "Page tree Count 5 exceeds the 3 pages found"},
         {"/Count -1", 3, "Page tree has no usable Count; using the 3 pages found"},
-        {"/Count (three)", 3, "Page tree has no usable Count"},
         {"", 3, "Page tree has no usable Count"},
     };
     for (const Case& c : cases) {
@@ -184,30 +206,6 @@ TEST(KPPDFDocumentPageTree, CountDecidesOnlyWhenItIsSmaller) {
             EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{3, 4}));
         }
     }
-}
-
-TEST(KPPDFDocumentPageTree, CyclesAndRepeatsAreCut) {
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [3 0 R] /Count 3 >>");
-    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 2 0 R 4 0 R 3 0 R 6 0 R] "
-                   "/Count 3 >>");
-    builder.add(4, page(3));
-    builder.add(5, page(3));
-    builder.add(6, page(3));
-    LogCapture log;
-    auto document = loadBuilt(builder, 6);
-    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 5, 6}));
-    EXPECT_TRUE(log.contains("Page tree node 2 0 R lists its own ancestor; skipped"));
-    EXPECT_TRUE(log.contains("Page tree node 3 0 R lists its own ancestor; skipped"));
-    EXPECT_TRUE(log.contains("Page tree node 4 0 R is listed twice; skipped"));
-
-    // A root that is a page itself makes a one-page document.
-    TestPDFBuilder single;
-    single.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    single.add(2, "<< /Type /Page /MediaBox [0 0 200 100] >>");
-    auto onePage = loadBuilt(single, 2);
-    EXPECT_EQ(pageNumbers(*onePage), (std::vector<uint32_t>{2}));
 }
 
 TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUp) {
@@ -253,214 +251,129 @@ TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUp) {
     }
 }
 
-TEST(KPPDFDocumentPageTree, DeepTreesAreWalkedWithoutRecursion) {
-    // Node i lists page i and node i + 1; node 0 is the root.
-    auto build = [](unsigned levels) {
-        TestPDFBuilder builder;
-        builder.add(1, "<< /Type /Catalog /Pages 10 0 R >>");
-        for (unsigned i = 0; i <= levels; i++) {
-            std::string kids = ref(11 + 2 * i);
-            if (i < levels)
-                kids.append(" ").append(ref(12 + 2 * i));
-            std::string parent = i ? "/Parent " + ref(10 + 2 * (i - 1)) + " " : "";
-            builder.add(10 + 2 * i, "<< /Type /Pages " + parent + "/Kids [" + kids + "] >>");
-            builder.add(11 + 2 * i, page(10 + 2 * i));
-        }
-        return builder;
-    };
-    {
-        TestPDFBuilder builder = build(1000);
-        LogCapture log;
-        auto document = loadBuilt(builder, 12 + 2 * 1000);
-        ASSERT_EQ(document->pageCount(), 1001u);
-        EXPECT_EQ(document->pageAtIndex(1000)->pageDictionary()->objectNumber(), 2011u);
-        EXPECT_FALSE(log.contains("deeper than"));
-    }
-    {
-        TestPDFBuilder builder = build(2000);
-        LogCapture log;
-        auto document = loadBuilt(builder, 12 + 2 * 2000);
-        // The root's own page and one page from each level the walk may enter.
-        EXPECT_EQ(document->pageCount(), uint32_t(KPPDFDocument::kMaxPageTreeDepth));
-        EXPECT_TRUE(log.contains("Page tree deeper than 1024 levels"));
-        for (uint32_t i = 0; i < document->pageCount(); i += 97)
-            EXPECT_EQ(document->pageAtIndex(i)->pageDictionary()->objectNumber(), 11 + 2 * i);
-    }
-}
-
-TEST(KPPDFDocumentPageTree, NamedDestinationsFromCatalogAndNameTree) {
-    {
-        // Both forms: only the name tree counts. The root's own Names are ignored because it
-        // has Kids; node 12 lists the root again.
-        TestPDFBuilder builder;
-        addThreePages(builder, "/Dests 8 0 R /Names << /Dests 10 0 R >>");
-        builder.add(8, "<< /first [3 0 R /Fit] >>");
-        builder.add(10, "<< /Kids [11 0 R 12 0 R] /Names [(zzz) [3 0 R /Fit]] >>");
-        builder.add(11,
-                    "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
-        builder.add(12, "<< /Kids [14 0 R 10 0 R] >>");
-        builder.add(13, "<< /D [4 0 R /FitR 10 20 30 40] >>");
-        builder.add(14, "<< /Names [(alpha) [5 0 R /FitB] (gamma) 15 0 R (odd)] >>");
-        builder.add(15, "[5 0 R /FitV 100]");
-        LogCapture log;
-        auto document = loadBuilt(builder, 15);
-        std::vector<std::string> keys;
-        for (auto& [key, value] : document->dests())
-            keys.push_back(key);
-        EXPECT_EQ(keys, (std::vector<std::string>{"alpha", "beta", "gamma", "odd"}));
-        EXPECT_TRUE(log.contains("Name tree node 10 0 R is reached twice; skipped"));
-        // The later alpha replaces the earlier one.
-        auto alpha = document->resolveDestination(KPPDFObjectString::stringWithString("alpha"));
-        ASSERT_TRUE(alpha);
-        EXPECT_EQ(alpha->directObject(), "[5 0 R /FitB]");
-        auto beta = document->resolveDestination(KPPDFObjectString::stringWithString("beta"));
-        ASSERT_TRUE(beta);
-        EXPECT_EQ(beta->directObject(), "[4 0 R /FitR 10 20 30 40]");
-        auto odd = document->resolveDestination(KPPDFObjectString::stringWithString("odd"));
-        ASSERT_TRUE(odd);
-        EXPECT_EQ(odd->objectType(), KPPDFObjectTypeNull);
-        // Anything but a name or string is already a destination.
-        EXPECT_EQ(document->resolveDestination(alpha), alpha);
-        EXPECT_EQ(document->resolveDestination(nullptr), nullptr);
-        EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("zzz")), nullptr);
-    }
-}
-
-TEST(KPPDFDocumentPageTree, DestinationsOfEveryForm) {
+TEST(KPPDFDocumentPageTree, DeepTreesAreCutWithoutRecursion) {
+    // Node i lists page i and node i + 1, 2000 levels down; node 0 is the root.
+    constexpr unsigned kLevels = 2000;
     TestPDFBuilder builder;
-    addThreePages(builder, "/Names << /Dests << /Names [(named) 13 0 R] >> >>");
+    builder.add(1, "<< /Type /Catalog /Pages 10 0 R >>");
+    for (unsigned i = 0; i <= kLevels; i++) {
+        std::string kids = ref(11 + 2 * i);
+        if (i < kLevels)
+            kids.append(" ").append(ref(12 + 2 * i));
+        std::string parent = i ? "/Parent " + ref(10 + 2 * (i - 1)) + " " : "";
+        builder.add(10 + 2 * i, "<< /Type /Pages " + parent + "/Kids [" + kids + "] >>");
+        builder.add(11 + 2 * i, page(10 + 2 * i));
+    }
+    LogCapture log;
+    auto document = loadBuilt(builder, 12 + 2 * kLevels);
+    // The root's own page and one page from each level the walk may enter.
+    EXPECT_EQ(document->pageCount(), uint32_t(KPPDFDocument::kMaxPageTreeDepth));
+    EXPECT_TRUE(log.contains("Page tree deeper than 1024 levels"));
+    for (uint32_t i = 0; i < document->pageCount(); i += 97)
+        EXPECT_EQ(document->pageAtIndex(i)->pageDictionary()->objectNumber(), 11 + 2 * i);
+}
+
+TEST(KPPDFDocumentPageTree, NamedAndExplicitDestinations) {
+    // Both forms of named destinations: only the name tree counts. Its root's own Names are
+    // ignored because it has Kids; node 12 lists the root again.
+    TestPDFBuilder builder;
+    addThreePages(builder, "/Dests 8 0 R /Names << /Dests 10 0 R >>");
     builder.add(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
-    builder.add(13, "<< /D [4 0 R /XYZ 72 700 1.5] >>");
-    builder.add(20, "<< /Dest [3 0 R /XYZ 100 200 2] >>");
-    builder.add(21, "<< /Dest [4 0 R /FitR 10 20 30 40] >>");
-    builder.add(22, "<< /Dest (named) >>");
-    builder.add(23, "<< /A << /S /GoTo /D (named) >> >>");
+    builder.add(8, "<< /first [3 0 R /Fit] >>");
+    builder.add(10, "<< /Kids [11 0 R 12 0 R] /Names [(zzz) [3 0 R /Fit]] >>");
+    builder.add(11, "<< /Limits [(alpha) (beta)] /Names [(alpha) [3 0 R /Fit] (beta) 13 0 R] >>");
+    builder.add(12, "<< /Kids [14 0 R 10 0 R] >>");
+    builder.add(13, "<< /D [4 0 R /FitR 10 20 30 40] >>");
+    builder.add(14, "<< /Names [(alpha) [5 0 R /FitB] (gamma) 15 0 R (odd)] >>");
+    builder.add(15, "[5 0 R /FitV 100]");
+    builder.add(22, "<< /Dest (beta) >>");
     builder.add(24, "<< /A << /S /GoTo /D [5 0 R /FitBH 500] >> >>");
-    builder.add(25, "<< /A << /S /URI /URI (https://example.org/a?b=1) >> >>");
     builder.add(26, "<< /A << /S /GoToR /F (other dir/companion.pdf) /D [0 /Fit] >> >>");
     builder.add(27, "<< /A << /S /GoToR /F (../up.pdf) >> >>");
     builder.add(28, "<< /A << /S /GoToR /F << /FS /URL /F (https://example.org/x.pdf) >> >> >>");
     builder.add(29, "<< /A << /S /GoToR /F << /Type /Filespec /F (/abs/f\\351.pdf) >> >> >>");
-    builder.add(30, "<< /A << /S /GoToR /F << /Mac (companion.pdf) >> >> >>");
     builder.add(31, "<< /A << /S /Launch /F (x.app) >> >>");
-    builder.add(32, "<< /Subtype /Link >>");
     builder.add(33, "<< /Dest (missing) >>");
     builder.add(34, "<< /Dest [6 0 R /Fit] >>");
     builder.add(35, "<< /Dest [1 /FitV 50] >>");
     builder.add(36, "<< /Dest [3 0 R /XYZ null null null] >>");
-    builder.add(37, "<< /Dest [4 0 R /FitB] >>");
-    builder.add(38, "<< /Dest [5 0 R /FitBV 33.5] >>");
     builder.add(39, "<< /Dest [5 0 R /Zoom 1 2 3] >>");
     std::error_code error;
     std::filesystem::path before = std::filesystem::current_path(error);
-    auto document = loadBuilt(builder, 39, "/tmp/docs/here/file.pdf");
-    auto destination = [&](unsigned number) {
-        auto dictionary = KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(number));
-        EXPECT_TRUE(dictionary) << number;
-        return KPPDFDestination::destinationFromDictionary(dictionary, *document);
-    };
-
-    // Page index -1: no page.
-    const std::pair<unsigned, const char*> expected[] = {
-        {20, "page 0 XYZ l100 r0 b0 t200 z2"},
-        {21, "page 1 FitR l10 r20 b30 t40 z0"},
-        {22, "page 1 XYZ l72 r0 b0 t700 z1.5"},
-        {23, "page 1 XYZ l72 r0 b0 t700 z1.5"},
-        {24, "page 2 FitBH l0 r0 b0 t500 z0"},
-        {31, "unknown -1 None l0 r0 b0 t0 z0"},
-        {32, "unknown -1 None l0 r0 b0 t0 z0"},
-        {33, "unknown -1 None l0 r0 b0 t0 z0"},
-        // A target that is no page keeps the fit but has no page.
-        {34, "page -1 Fit l0 r0 b0 t0 z0"},
-        {35, "page 1 FitV l50 r0 b0 t0 z0"},
-        {36, "page 0 XYZ l0 r0 b0 t0 z0"},
-        {37, "page 1 FitB l0 r0 b0 t0 z0"},
-        {38, "page 2 FitBV l33.5 r0 b0 t0 z0"},
-        {39, "page 2 None l0 r0 b0 t0 z0"},
-    };
-    for (const auto& [number, fields] : expected)
-        EXPECT_EQ(destinationFields(*destination(number), *document), fields) << number;
-    auto xyz = destination(20);
-    EXPECT_EQ(xyz->description(), "page:<KPPDFPage 0>  fit:1  200.0 100.0 0.0 0.0 200%");
-    EXPECT_EQ(destination(32)->description(), "<<< unknown type >>>");
-    EXPECT_EQ(destination(34)->description(), "page:(null)  fit:2  0.0 0.0 0.0 0.0 0%");
-
-    auto uri = destination(25);
-    EXPECT_EQ(uri->type(), KPPDFDestinationTypeURI);
-    EXPECT_EQ(uri->url(), "https://example.org/a?b=1");
-    EXPECT_EQ(uri->page(), nullptr);
-
-    // Remote files resolve against the document's folder, never by changing directory.
-    EXPECT_EQ(destination(26)->type(), KPPDFDestinationTypeRemote);
-    EXPECT_EQ(destination(26)->url(), "file:///tmp/docs/here/other%20dir/companion.pdf");
-    EXPECT_EQ(destination(27)->url(), "file:///tmp/docs/up.pdf");
-    EXPECT_EQ(destination(28)->url(), "https://example.org/x.pdf");
-    EXPECT_EQ(destination(29)->url(), "file:///abs/f%C3%A9.pdf");
-    EXPECT_EQ(destination(30)->url(), "file:///tmp/docs/here/companion.pdf/");
-    EXPECT_EQ(std::filesystem::current_path(error), before);
-
-    EXPECT_EQ(KPPDFDestination::destinationFromDictionary(nullptr, *document)->type(),
-              KPPDFDestinationTypeUnknown);
-
-    // The page goes with the document's page list.
-    document->setPagesFromArray({});
-    EXPECT_EQ(xyz->page(), nullptr);
-}
-
-TEST(KPPDFDocumentPageTree, OutlineWithLevelsColoursAndBrokenChains) {
-    TestPDFBuilder builder;
-    addThreePages(builder, "/Outlines 40 0 R");
-    builder.add(40, "<< /Type /Outlines /First 41 0 R /Last 43 0 R /Count 3 >>");
-    builder.add(41, "<< /Title (Chapter 1) /Parent 40 0 R /Next 42 0 R /First 44 0 R "
-                    "/Last 45 0 R /Count 2 /C [0 0 0] /Dest [3 0 R /Fit] >>");
-    builder.add(44, "<< /Title (Section 1.1) /Parent 41 0 R /Next 45 0 R /F 1 /C [1 0 0] "
-                    "/Dest [4 0 R /XYZ 0 792 0] >>");
-    builder.add(45, "<< /Title (Section 1.2) /Parent 41 0 R /Prev 44 0 R /Count -1 "
-                    "/First 46 0 R /Last 46 0 R >>");
-    builder.add(46, "<< /Title <FEFF00430061006600E9> /Parent 45 0 R "
-                    "/A << /S /URI /URI (https://example.org) >> >>");
-    builder.add(42, "<< /Title (Chapter 2) /Parent 40 0 R /Prev 41 0 R /Next 43 0 R /F 3 "
-                    "/C [0 0 0.5] >>");
-    // Its Next comes back to the first item and its First points at the outline root.
-    builder.add(43, "<< /Title (Loop) /Parent 40 0 R /Prev 42 0 R /Next 41 0 R /First 40 0 R >>");
     LogCapture log;
-    auto document = loadBuilt(builder, 46);
+    auto document = loadBuilt(builder, 39, "/tmp/docs/here/file.pdf");
 
-    auto root = document->outlines();
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->title(), "");
-    EXPECT_EQ(root->destination(), nullptr);
-    std::vector<std::string> lines;
-    outlineLines(*root, *document, lines);
-    const std::vector<std::string> expected = {
-        "Chapter 1 | 0 black none | page 0 Fit l0 r0 b0 t0 z0 ",
-        "  Section 1.1 | 1 KPPDFColor(1 0 0 1) | page 1 XYZ l0 r0 b0 t792 z0 ",
-        "  Section 1.2 | 0 black none | unknown -1 None l0 r0 b0 t0 z0 ",
-        "    Caf\xC3\xA9 | 0 black none | uri -1 None l0 r0 b0 t0 z0 https://example.org",
-        "Chapter 2 | 3 KPPDFColor(0 0 0.5 1) | unknown -1 None l0 r0 b0 t0 z0 ",
-        "Loop | 0 black none | unknown -1 None l0 r0 b0 t0 z0 "};
-    EXPECT_EQ(lines, expected);
-    auto chapter2 = root->children()[1];
-    EXPECT_TRUE(log.contains("Outline item 41 0 R is reached twice"));
-    EXPECT_TRUE(log.contains("Outline item 40 0 R is reached twice"));
-    EXPECT_EQ(chapter2->description(),
-              "<KPPDFOutline \"Chapter 2\" flags:3 color:KPPDFColor(0 0 0.5 1) "
-              "destination:<<< unknown type >>> children:0>");
+    std::vector<std::string> keys;
+    for (auto& [key, value] : document->dests())
+        keys.push_back(key);
+    EXPECT_EQ(keys, (std::vector<std::string>{"alpha", "beta", "gamma", "odd"}));
+    EXPECT_TRUE(log.contains("Name tree node 10 0 R is reached twice; skipped"));
+    // The later alpha replaces the earlier one.
+    auto alpha = document->resolveDestination(KPPDFObjectString::stringWithString("alpha"));
+    ASSERT_TRUE(alpha);
+    EXPECT_EQ(alpha->directObject(), "[5 0 R /FitB]");
+    auto beta = document->resolveDestination(KPPDFObjectString::stringWithString("beta"));
+    ASSERT_TRUE(beta);
+    EXPECT_EQ(beta->directObject(), "[4 0 R /FitR 10 20 30 40]");
+    auto odd = document->resolveDestination(KPPDFObjectString::stringWithString("odd"));
+    ASSERT_TRUE(odd);
+    EXPECT_EQ(odd->objectType(), KPPDFObjectTypeNull);
+    // Anything but a name or string is already a destination.
+    EXPECT_EQ(document->resolveDestination(alpha), alpha);
+    EXPECT_EQ(document->resolveDestination(KPPDFObjectName::nameWithString("zzz")), nullptr);
 
-    // Built once only.
-    auto same = document->outlines();
-    document->processOutline();
-    EXPECT_EQ(document->outlines(), same);
+    // Page index -1: no page. Remote files resolve against the document's folder.
+    const std::pair<unsigned, std::string> expected[] = {
+        {22, "page 1 FitR l10 r20 b30 t40 z0 "},
+        {24, "page 2 FitBH l0 r0 b0 t500 z0 "},
+        {26, "remote -1 None l0 r0 b0 t0 z0 file:///tmp/docs/here/other%20dir/companion.pdf"},
+        {27, "remote -1 None l0 r0 b0 t0 z0 file:///tmp/docs/up.pdf"},
+        {28, "remote -1 None l0 r0 b0 t0 z0 https://example.org/x.pdf"},
+        {29, "remote -1 None l0 r0 b0 t0 z0 file:///abs/f%C3%A9.pdf"},
+        {31, "unknown -1 None l0 r0 b0 t0 z0 "},
+        {33, "unknown -1 None l0 r0 b0 t0 z0 "},
+        // A target that is no page keeps the fit but has no page.
+        {34, "page -1 Fit l0 r0 b0 t0 z0 "},
+        {35, "page 1 FitV l50 r0 b0 t0 z0 "},
+        {36, "page 0 XYZ l0 r0 b0 t0 z0 "},
+        {39, "page 2 None l0 r0 b0 t0 z0 "},
+    };
+    for (const auto& [number, fields] : expected) {
+        auto dictionary = KPPDFResolve<KPPDFObjectDictionary>(document->objectWithNumber(number));
+        ASSERT_TRUE(dictionary) << number;
+        auto d = KPPDFDestination::destinationFromDictionary(dictionary, *document);
+        EXPECT_EQ(destinationFields(*d, *document) + " " + d->url(), fields) << number;
+    }
+    // Never by changing directory.
+    EXPECT_EQ(std::filesystem::current_path(error), before);
 }
 
-TEST(KPPDFDocumentPageTree, OutlineEdges) {
+TEST(KPPDFDocumentPageTree, OutlineWithBrokenChainsAndDepth) {
     {
         TestPDFBuilder builder;
-        addThreePages(builder, "/Outlines << /Type /Outlines /Count 0 >>");
-        auto document = loadBuilt(builder, 5);
+        addThreePages(builder, "/Outlines 40 0 R");
+        builder.add(40, "<< /Type /Outlines /First 41 0 R /Last 43 0 R /Count 3 >>");
+        builder.add(41, "<< /Title (Chapter 1) /Parent 40 0 R /Next 42 0 R /First 44 0 R "
+                        "/Dest [3 0 R /Fit] >>");
+        builder.add(44, "<< /Title <FEFF00430061006600E9> /Parent 41 0 R "
+                        "/A << /S /URI /URI (https://example.org) >> >>");
+        builder.add(42, "<< /Title (Chapter 2) /Parent 40 0 R /Prev 41 0 R /Next 43 0 R >>");
+        // Its Next comes back to the first item and its First points at the outline root.
+        builder.add(43,
+                    "<< /Title (Loop) /Parent 40 0 R /Prev 42 0 R /Next 41 0 R /First 40 0 R >>");
+        LogCapture log;
+        auto document = loadBuilt(builder, 44);
         ASSERT_TRUE(document->outlines());
-        EXPECT_FALSE(document->outlines()->hasChildren());
-        EXPECT_EQ(document->outlines()->numberOfChildren(), 0u);
+        std::vector<std::string> lines;
+        outlineLines(*document->outlines(), *document, lines);
+        const std::vector<std::string> expected = {
+            "Chapter 1 | 0 black none | page 0 Fit l0 r0 b0 t0 z0 ",
+            "  Caf\xC3\xA9 | 0 black none | uri -1 None l0 r0 b0 t0 z0 https://example.org",
+            "Chapter 2 | 0 black none | unknown -1 None l0 r0 b0 t0 z0 ",
+            "Loop | 0 black none | unknown -1 None l0 r0 b0 t0 z0 "};
+        EXPECT_EQ(lines, expected);
+        EXPECT_TRUE(log.contains("Outline item 41 0 R is reached twice"));
+        EXPECT_TRUE(log.contains("Outline item 40 0 R is reached twice"));
     }
     {
         // Each item is the only child of the one before: 300 levels.
@@ -486,9 +399,6 @@ TEST(KPPDFDocumentPageTree, PageForReferenceAndEditingThePageList) {
     addThreePages(builder, "");
     builder.add(6, "<< /Type /Font >>");
     auto document = loadBuilt(builder, 6);
-    // Neither named destinations nor an outline.
-    EXPECT_TRUE(document->dests().empty());
-    EXPECT_EQ(document->outlines(), nullptr);
     KPPDFDocument* doc = document.get();
     auto reference = [doc](uint32_t number, uint32_t generation = 0) {
         return KPPDFObjectReference::referenceWithObjectNumber(number, generation, doc);
@@ -504,57 +414,27 @@ TEST(KPPDFDocumentPageTree, PageForReferenceAndEditingThePageList) {
               document->pageAtIndex(2));
     EXPECT_EQ(document->pageForReference(dictionary), document->pageAtIndex(2));
     EXPECT_EQ(document->pageForReference(KPPDFObjectInteger::integerWithLongLong(3)), nullptr);
-    EXPECT_EQ(document->pageForReference(nullptr), nullptr);
-
-    auto first = document->pageAtIndex(0);
-    auto extra = KPPDFPage::pageWithDocument(document.get(), 3, dictionaryFromText("<< >>"));
-    LogCapture log;
-    document->insertPage(extra, 1);
-    EXPECT_EQ(document->pageAtIndex(1), extra);
-    EXPECT_EQ(document->pageCount(), 4u);
-    document->insertPage(first, 99);
-    EXPECT_EQ(document->pageAtIndex(4), first);
-    EXPECT_TRUE(log.contains("Page index 99 is past the 4 pages"));
-    document->removePageAtIndex(0);
-    document->removePageAtIndex(99);
-    EXPECT_TRUE(log.contains("No page at index 99 of 4"));
-    EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{0, 4, 5, 3}));
-    document->setPagesFromArray({first});
-    EXPECT_EQ(document->pageCount(), 1u);
-
-    EXPECT_FALSE(document->hasFields());
-    first->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypeLink));
-    EXPECT_FALSE(document->hasFields());
-    first->addImprint(std::make_shared<TestAnnotation>(KPPDFAnnotationTypeWidget));
-    EXPECT_TRUE(document->hasFields());
 }
 
 TEST(KPPDFDocumentPageTree, PageSizeAndRotationTransform) {
-    auto sizeOf = [](const std::string& entries) {
-        auto page =
-            KPPDFPage::pageWithDocument(nullptr, 0, dictionaryFromText("<< " + entries + " >>"));
-        return KPPDFDocument::pageSizeForPage(*page);
+    const std::pair<const char*, KPPDFSize> sizes[] = {
+        {"/CropBox [0 0 100 200] /Rotate 90", {200, 100}},
+        {"/CropBox [0 0 100 200] /Rotate -90", {200, 100}},
+        {"/CropBox [0 0 100 200] /Rotate 180", {100, 200}},
+        {"/CropBox [0 0 100 200] /Rotate 450", {200, 100}},
+        {"/Rotate 270", {792, 612}},
+        {"/Rotate 45", {612, 792}},
     };
-    const std::string boxes = "/MediaBox [0 0 612 792] /CropBox [0 0 100 200]";
-    EXPECT_EQ(sizeOf(boxes + " /Rotate 90"), (KPPDFSize{200, 100}));
-    EXPECT_EQ(sizeOf(boxes + " /Rotate -90"), (KPPDFSize{200, 100}));
-    EXPECT_EQ(sizeOf(boxes + " /Rotate 180"), (KPPDFSize{100, 200}));
-    EXPECT_EQ(sizeOf(boxes + " /Rotate 450"), (KPPDFSize{200, 100}));
-    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 270"), (KPPDFSize{792, 612}));
-    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 0"), (KPPDFSize{612, 792}));
-    EXPECT_EQ(sizeOf("/MediaBox [0 0 612 792] /Rotate 45"), (KPPDFSize{612, 792}));
+    for (const auto& [entries, size] : sizes) {
+        auto page = KPPDFPage::pageWithDocument(
+            nullptr, 0,
+            dictionaryFromText("<< /MediaBox [0 0 612 792] " + std::string(entries) + " >>"));
+        EXPECT_EQ(KPPDFDocument::pageSizeForPage(*page), size) << entries;
+    }
 
     KPPDFSize size{612, 792};
     EXPECT_EQ(KPPDFDocument::pageTransformForRotation(-90, size), KPPDFAffineTransform());
     EXPECT_EQ(KPPDFDocument::pageTransformForRotation(0, size), KPPDFAffineTransform());
-    KPPDFAffineTransform turn = KPPDFDocument::pageTransformForRotation(45, size);
-    float half = std::sqrt(0.5f);
-    EXPECT_NEAR(turn.a, half, 1e-6);
-    EXPECT_NEAR(turn.b, half, 1e-6);
-    EXPECT_NEAR(turn.c, -half, 1e-6);
-    EXPECT_NEAR(turn.d, half, 1e-6);
-    EXPECT_EQ(turn.tx, 0);
-    EXPECT_EQ(turn.ty, 0);
 
     // Quarter turns put the page's corners on the positive axes, exactly.
     struct Corners {
@@ -571,93 +451,7 @@ TEST(KPPDFDocumentPageTree, PageSizeAndRotationTransform) {
 
 // ---- Real files, checked against what qpdf, poppler and mupdf find in them ----
 
-namespace {
-
-std::string fixturePath(const std::string& name) {
-    return std::string(KPPDF_TEST_DATA) + "/open/" + name;
-}
-
-void flattenTitles(const KPPDFRef<KPPDFOutline>& item, std::vector<std::string>& titles) {
-    for (const auto& child : item->children()) {
-        titles.push_back(child->title());
-        flattenTitles(child, titles);
-    }
-}
-
-std::vector<std::string> outlineTitles(KPPDFDocument& document) {
-    std::vector<std::string> titles;
-    if (document.outlines())
-        flattenTitles(document.outlines(), titles);
-    return titles;
-}
-
-// The destinations of a page's link annotations, in order.
-std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document, uint32_t index) {
-    std::vector<KPPDFRef<KPPDFDestination>> destinations;
-    auto annots =
-        document.pageAtIndex(index)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
-            "Annots");
-    for (size_t i = 0; annots && i < annots->count(); i++) {
-        auto annotation = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(i));
-        if (annotation && annotation->hasName("Subtype", "Link"))
-            destinations.push_back(
-                KPPDFDestination::destinationFromDictionary(annotation, document));
-    }
-    return destinations;
-}
-
-int32_t pageIndex(KPPDFDocument& document, const KPPDFRef<KPPDFPage>& page) {
-    for (uint32_t i = 0; i < document.pageCount(); i++)
-        if (document.pageAtIndex(i) == page)
-            return static_cast<int32_t>(i);
-    return -1;
-}
-
-} // namespace
-
-TEST(KPPDFDocumentPageTreeFixtures, InheritedBoxesAndRotations) {
-    auto document = openFile(fixturePath("pagetree_inherit.pdf"));
-    ASSERT_TRUE(document);
-    ASSERT_EQ(document->pageCount(), 5u);
-    struct Page {
-        KPPDFRect media;
-        bool hasCrop;
-        uint32_t rotation; // 0: none
-        KPPDFSize shown;
-    };
-    const Page pages[] = {
-        {KPPDFMakeRect(0, 0, 612, 792), false, 0, {612, 792}},
-        {KPPDFMakeRect(0, 0, 595, 842), true, 90, {802, 555}},
-        {KPPDFMakeRect(0, 0, 595, 842), true, 180, {555, 802}},
-        {KPPDFMakeRect(0, 0, 400, 400), true, 90, {802, 555}},
-        {KPPDFMakeRect(0, 0, 612, 792), false, 270, {792, 612}},
-    };
-    for (uint32_t i = 0; i < 5; i++) {
-        KPPDFPage& page = *document->pageAtIndex(i);
-        // Opening cached the boxes and let the dictionaries go back to their text.
-        EXPECT_FALSE(page.pageDictionary()->isParsed()) << i;
-        EXPECT_EQ(page.mediaBox(), pages[i].media) << i;
-        KPPDFRect crop;
-        EXPECT_EQ(page.cropBox(&crop), pages[i].hasCrop) << i;
-        if (pages[i].hasCrop) {
-            EXPECT_EQ(crop, KPPDFMakeRect(20, 20, 555, 802)) << i;
-        }
-        uint32_t rotation = 0;
-        EXPECT_EQ(page.rotate(&rotation), pages[i].rotation != 0) << i;
-        EXPECT_EQ(rotation, pages[i].rotation) << i;
-        EXPECT_EQ(KPPDFDocument::pageSizeForPage(page), pages[i].shown) << i;
-    }
-
-    auto deep = openFile(fixturePath("pagetree_deep.pdf"));
-    ASSERT_TRUE(deep);
-    ASSERT_EQ(deep->pageCount(), 7u);
-    EXPECT_EQ(deep->pageAtIndex(6)->mediaBox(), deep->pageAtIndex(0)->mediaBox());
-    EXPECT_TRUE(deep->pageAtIndex(6)->pageDictionary()->objectFromAncestorsForKey("Resources"));
-}
-
 TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
-    // The name tree wins in dests_both: "shared" leads to page 2, not to page 1 of the
-    // catalogue's Dests.
     struct Expected {
         const char* file;
         std::vector<std::string> names, links, outline;
@@ -667,10 +461,6 @@ TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
          {"first", "second", "third"},
          {"page 1 XYZ l0 r0 b0 t792 z1", "page 2 FitH l0 r0 b0 t700 z0"},
          {"page 0 Fit l0 r0 b0 t0 z0", "page 1 XYZ l0 r0 b0 t792 z1"}},
-        {"dests_both.pdf",
-         {"new", "shared"},
-         {"page 1 Fit l0 r0 b0 t0 z0"},
-         {"page 1 Fit l0 r0 b0 t0 z0"}},
         {"dests_nametree.pdf",
          {"alpha", "beta", "charlie", "delta", "echo", "foxtrot"},
          {"page 1 FitR l10 r20 b30 t40 z0", "page 2 FitV l100 r0 b0 t0 z0"},
@@ -721,39 +511,6 @@ TEST(KPPDFDocumentPageTreeFixtures, OutlineItems) {
         "Project website | 0 black none | uri -1 None l0 r0 b0 t0 z0 https://example.com/kppdf",
         "Companion file | 0 black none | remote -1 None l0 r0 b0 t0 z0 " + companion};
     EXPECT_EQ(lines, expected);
-}
-
-TEST(KPPDFDocumentPageTreeFixtures, SampleDocument) {
-    auto document = openFile(dataPath("sample.pdf"));
-    ASSERT_TRUE(document);
-    ASSERT_EQ(document->pageCount(), 5u);
-    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(0)), (KPPDFSize{612, 792}));
-    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(2)), (KPPDFSize{792, 612}));
-    KPPDFRect a4 = document->pageAtIndex(3)->mediaBox();
-    EXPECT_NEAR(a4.size.width, 595.2756, 1e-3);
-    EXPECT_NEAR(a4.size.height, 841.8898, 1e-3);
-    EXPECT_EQ(KPPDFDocument::pageSizeForPage(*document->pageAtIndex(4)), (KPPDFSize{540, 720}));
-
-    EXPECT_EQ(outlineTitles(*document),
-              (std::vector<std::string>{"Notes on Paper and Type", "How to read this sample",
-                                        "A note about links", "Margins and Measure", "Left column",
-                                        "Right column", "Table of Paper Sizes", "The ISO Series",
-                                        "Why the square root of two", "Halving and doubling",
-                                        "Trimming and Bleed"}));
-    auto iso = document->outlines()->children()[3];
-    EXPECT_EQ(pageIndex(*document, iso->destination()->page()), 3);
-    auto halving = iso->children()[0]->children()[0]->destination();
-    EXPECT_EQ(halving->fit(), KPPDFDestinationFitFitR);
-    EXPECT_EQ(halving->left(), 60);
-    EXPECT_NEAR(halving->right(), 450.2898, 1e-3);
-    EXPECT_NEAR(halving->bottom(), 535.2756, 1e-3);
-    EXPECT_NEAR(halving->top(), 504.2898, 1e-3);
-
-    // Page 1 links to a named destination on page 4.
-    bool linksToISO = false;
-    for (const auto& link : linkDestinations(*document, 0))
-        linksToISO = linksToISO || pageIndex(*document, link->page()) == 3;
-    EXPECT_TRUE(linksToISO);
 }
 
 TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
@@ -811,14 +568,12 @@ TEST(KPPDFDocumentPageTreeFixtures, OutlineAndNamesReadOnFirstUse) {
                   1);
     }
     // A document that wants a password has neither until it is opened with one.
-    {
-        int32_t result = -1;
-        auto document =
-            KPPDFDocument::documentWithContentsOfFile(fixturePath("rc4_40_user.pdf"), &result);
-        ASSERT_TRUE(document);
-        ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
-        EXPECT_TRUE(document->dests().empty());
-        EXPECT_EQ(document->outlines(), nullptr);
-        EXPECT_EQ(document->pageCount(), 0u);
-    }
+    int32_t result = -1;
+    auto locked =
+        KPPDFDocument::documentWithContentsOfFile(fixturePath("rc4_40_user.pdf"), &result);
+    ASSERT_TRUE(locked);
+    ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
+    EXPECT_TRUE(locked->dests().empty());
+    EXPECT_EQ(locked->outlines(), nullptr);
+    EXPECT_EQ(locked->pageCount(), 0u);
 }

@@ -3,15 +3,14 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
-#include "kppdf/objects/KPPDFObjectBoolean.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
-#include "kppdf/objects/KPPDFObjectString.h"
 #include "support/LogCapture.h"
 #include "support/TestHelpers.h"
 
@@ -79,49 +78,24 @@ bool sameText(const std::string& a, const std::string& b) {
 
 } // namespace
 
-TEST(KPPDFDocumentParser, DispatchOnTheFirstByte) {
-    const std::pair<const char*, int32_t> cases[] = {{"(literal)", KPPDFObjectTypeString},
-                                                     {"<414243>", KPPDFObjectTypeString},
-                                                     {"<< /A 1 >>", KPPDFObjectTypeDictionary},
-                                                     {"/Name", KPPDFObjectTypeName},
-                                                     {"[1 2]", KPPDFObjectTypeArray},
-                                                     {"false", KPPDFObjectTypeBoolean},
-                                                     {"null", KPPDFObjectTypeNull},
-                                                     {"-1", KPPDFObjectTypeInteger},
-                                                     {".5", KPPDFObjectTypeReal},
-                                                     {"<>", KPPDFObjectTypeString}};
-    for (const auto& [text, type] : cases) {
+TEST(KPPDFDocumentParser, WhereAnObjectStarts) {
+    // Whitespace (NUL included) and comments before the object are skipped, in the file body and
+    // in direct mode; the object's range starts at its own first byte.
+    const std::tuple<std::string, int32_t, uint64_t> cases[] = {
+        {"%one\r%two\r\n \t\f\0 true"s, KPPDFObjectTypeBoolean, 17},
+        {"%%EOF-like\r.5"s, KPPDFObjectTypeReal, 12},
+        {"\0\0 /N"s, KPPDFObjectTypeName, 4},
+    };
+    for (const auto& [text, type, location] : cases) {
         for (bool directOnly : {false, true}) {
-            SCOPED_TRACE(std::string(text) + (directOnly ? " direct" : " body"));
+            SCOPED_TRACE(text + (directOnly ? " direct" : " body"));
             KPPDFDocument doc;
             KPPDFRef<KPPDFObject> object = parse(doc, text, directOnly);
             ASSERT_TRUE(object);
             EXPECT_EQ(object->objectType(), type);
-            EXPECT_EQ(object->dataRange().location, 1u);
+            EXPECT_EQ(object->dataRange().location, location);
         }
     }
-
-    // Whitespace and comments before the object are skipped; the object's range starts at its
-    // own first byte.
-    const std::string padded[] = {
-        "% a comment\ntrue"s,
-        "%one\r%two\r\n \t\f\0 true"s,
-        "   \n\n%\ntrue"s,
-        "%%EOF-like\rtrue"s,
-    };
-    for (const std::string& text : padded) {
-        SCOPED_TRACE(text);
-        KPPDFDocument doc;
-        KPPDFRef<KPPDFObject> object = parse(doc, text, false);
-        ASSERT_TRUE(object && object->asBoolean());
-        EXPECT_TRUE(object->asBoolean()->boolValue());
-        EXPECT_EQ(object->dataRange().location, 1 + text.rfind("true"));
-    }
-    // A NUL byte counts as whitespace.
-    KPPDFDocument doc;
-    KPPDFRef<KPPDFObject> afterNul = parse(doc, std::string("\0\0 /N", 5), true);
-    ASSERT_TRUE(afterNul && afterNul->asName());
-    EXPECT_EQ(afterNul->dataRange().location, 4u);
 }
 
 TEST(KPPDFDocumentParser, ReferencesOnlyInTheFileBody) {
@@ -129,11 +103,7 @@ TEST(KPPDFDocumentParser, ReferencesOnlyInTheFileBody) {
     KPPDFRef<KPPDFObject> object = parse(doc, "12 0 R", false);
     ASSERT_TRUE(object && object->asReference());
     EXPECT_EQ(object->objectNumber(), 12u);
-    EXPECT_EQ(object->generation(), 0u);
     EXPECT_EQ(object->rawLength(), 6u);
-    EXPECT_FALSE(object->isDirect());
-    EXPECT_EQ(object->document(), &doc);
-    EXPECT_EQ(object->directObject(), "12 0 R");
 
     // Direct mode: two integers and a stray operator, which gives null without a log line.
     LogCapture log;
@@ -178,13 +148,6 @@ TEST(KPPDFDocumentParser, ReferencesOnlyInTheFileBody) {
         KPPDFDocument::parseObject(nullptr, 0, KPPDFData::dataWithString(" 12 0 R"), false, false);
     ASSERT_TRUE(loose);
     EXPECT_EQ(loose->objectType(), KPPDFObjectTypeInteger);
-
-    // numberAtOffset is the same reader.
-    doc.setDocData(KPPDFData::dataWithString("x 5 0 R"));
-    object = doc.numberAtOffset(2, doc.docData(), false);
-    ASSERT_TRUE(object && object->asReference());
-    object = doc.numberAtOffset(2, doc.docData(), true);
-    ASSERT_TRUE(object && object->asInteger());
 }
 
 TEST(KPPDFDocumentParser, MissingAndUnknownObjects) {
@@ -212,11 +175,10 @@ TEST(KPPDFDocumentParser, MissingAndUnknownObjects) {
     EXPECT_FALSE(parse(doc, "   % only a comment", false));
     EXPECT_FALSE(parse(doc, " \r\n\t", true));
     KPPDFDocument empty;
-    EXPECT_FALSE(empty.objectAtOffset(0, empty.docData(), true, true));
     EXPECT_FALSE(empty.objectAtOffset(1));
 
     // An unknown first byte: logged in the file body, silent in direct mode; null either way.
-    for (const char* text : {")", "]", ">", "{", "}", "R", "endobj", "\x80", "BT", "*"}) {
+    for (const char* text : {")", "R", "endobj", "\x80"}) {
         SCOPED_TRACE(text);
         log.clear();
         EXPECT_FALSE(parse(doc, text, true));
@@ -224,13 +186,6 @@ TEST(KPPDFDocumentParser, MissingAndUnknownObjects) {
         EXPECT_FALSE(parse(doc, text, false));
         EXPECT_TRUE(log.contains("??? default ???"));
     }
-    // Keywords that only start like true, false or null give null without a log line.
-    log.clear();
-    for (const char* text : {"nonsense", "folse"}) {
-        EXPECT_FALSE(parse(doc, text, false)) << text;
-        EXPECT_FALSE(parse(doc, text, true)) << text;
-    }
-    EXPECT_TRUE(log.lines().empty());
 }
 
 TEST(KPPDFDocumentParser, DictionaryFollowedByStream) {
@@ -253,17 +208,6 @@ TEST(KPPDFDocumentParser, DictionaryFollowedByStream) {
         object = parse(doc, "<< /A 1 >> /streamlike", directOnly);
         ASSERT_TRUE(object && object->asDictionary());
     }
-}
-
-TEST(KPPDFDocumentParser, CreateNameCountsPerDocument) {
-    KPPDFDocument doc;
-    EXPECT_EQ(doc.nameCount(), 0u);
-    EXPECT_EQ(doc.createName(false), "ParvelImprint0");
-    EXPECT_EQ(doc.createName(true), "ParvelFlattened1");
-    EXPECT_EQ(doc.createName(false), "ParvelImprint2");
-    EXPECT_EQ(doc.nameCount(), 3u);
-    KPPDFDocument other;
-    EXPECT_EQ(other.createName(true), "ParvelFlattened0");
 }
 
 TEST(KPPDFDocumentParser, ObjectsOfARealFile) {
@@ -316,22 +260,13 @@ TEST(KPPDFDocumentParser, ObjectsOfARealFile) {
     }
     EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 
-    // The trailer, with a comment among its entries.
+    // The trailer, with a comment among its entries: everything but the information
+    // dictionary hangs from its catalog.
     size_t trailer = file.rfind("trailer") + 7;
     auto trailerDictionary =
         KPPDFCast<KPPDFObjectDictionary>(doc.objectAtOffset(trailer, doc.docData(), false, true));
     ASSERT_TRUE(trailerDictionary);
     EXPECT_EQ(trailerDictionary->resolvedObjectForKey("Size")->longLongValue(), 44);
-    auto id = trailerDictionary->resolvedObjectForKey<KPPDFObjectArray>("ID");
-    ASSERT_TRUE(id);
-    ASSERT_EQ(id->count(), 2u);
-    EXPECT_EQ(id->value()[0]->directObject(), "<594ADB5DFECCC7D41AB38952E7E2D39F>");
-    auto info = trailerDictionary->resolvedObjectForKey<KPPDFObjectDictionary>("Info");
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->resolvedObjectForKey<KPPDFObjectString>("Author")->stringValue(),
-              "Mara Lindqvist");
-
-    // Everything but the information dictionary hangs from the catalog.
     auto root = trailerDictionary->objectForKey("Root");
     ASSERT_TRUE(root && root->asReference());
     EXPECT_EQ(root->objectNumber(), 23u);
