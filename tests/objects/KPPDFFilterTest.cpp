@@ -1,7 +1,5 @@
 #include "kppdf/objects/KPPDFFilter.h"
 
-#include "kppdf/platform/KPPDFLog.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -54,33 +52,19 @@ bool flate(const std::string& in, std::string* out, size_t max = kKPPDFFilterFla
 
 } // namespace
 
-TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
-    std::minstd_rand generator(42);
-    std::string random(70000, '\0');
-    for (char& c : random)
-        c = static_cast<char>(generator());
-    for (const std::string& plain : {std::string(), std::string("q"), sampleText(5000), random}) {
-        std::string packed = deflated(plain);
-        EXPECT_LE(packed.size(), KPPDFDeflateBound(static_cast<uint32_t>(plain.size())));
-        std::string back(plain.size() + 1, '\0');
-        uint32_t length = static_cast<uint32_t>(back.size());
-        ASSERT_EQ(KPPDFInflate(bytes(packed), static_cast<uint32_t>(packed.size()),
-                               reinterpret_cast<uint8_t*>(back.data()), &length),
-                  1);
-        EXPECT_EQ(back.substr(0, length), plain);
-        std::string decoded;
-        EXPECT_TRUE(flate(packed, &decoded));
-        EXPECT_EQ(decoded, plain);
-    }
-
+TEST(KPPDFFilterFlate, OneShotStatuses) {
     std::string text = sampleText(5000);
     std::string packed = deflated(text);
+    EXPECT_LE(packed.size(), KPPDFDeflateBound(5000));
     uint32_t packedLength = static_cast<uint32_t>(packed.size());
-    std::string out(4999, '\0');
-    uint32_t length = 4999;
+    std::string out(5001, '\0');
+    uint32_t length = 5001;
     auto* outBytes = reinterpret_cast<uint8_t*>(out.data());
+    ASSERT_EQ(KPPDFInflate(bytes(packed), packedLength, outBytes, &length), 1);
+    EXPECT_EQ(out.substr(0, length), text);
     // Too small an output is -5 and leaves the length alone; a truncated input is not -5, so
     // a caller that grows its buffer on -5 stops.
+    length = 4999;
     EXPECT_EQ(KPPDFInflate(bytes(packed), packedLength, outBytes, &length), -5);
     EXPECT_EQ(length, 4999u);
     EXPECT_EQ(KPPDFInflate(bytes(packed), packedLength / 2, outBytes, &length), -3);
@@ -93,16 +77,10 @@ TEST(KPPDFFilterFlate, RoundTripAndOneShotStatuses) {
 
 TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
     LogCapture log;
-    std::string text = sampleText(400000);
-    std::string packed = deflated(text);
-    ASSERT_GT(text.size(), 3 * packed.size());
-    std::string out;
-    EXPECT_TRUE(flate(packed, &out));
-    EXPECT_EQ(out, text);
-
     // A blank 8-bit image: deflate's best case, near its limit of 1032 to 1.
     std::string pattern(size_t(24) << 20, '\xff');
-    packed = deflated(pattern);
+    std::string packed = deflated(pattern);
+    std::string out;
     ASSERT_GT(pattern.size(), 1000 * packed.size());
     EXPECT_TRUE(flate(packed, &out));
     EXPECT_TRUE(out == pattern);
@@ -131,13 +109,6 @@ TEST(KPPDFFilterFlate, DamagedStreamsKeepTheirHead) {
     EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: corrupt data, kept " +
                                                    std::to_string(out.size()) + " bytes"});
 
-    std::string corrupt = packed;
-    for (size_t i = corrupt.size() / 2; i < corrupt.size() / 2 + 64; ++i)
-        corrupt[i] = static_cast<char>(~corrupt[i]);
-    EXPECT_TRUE(flate(corrupt, &out));
-    EXPECT_GT(out.size(), 0u);
-    EXPECT_EQ(log.take().size(), 1u);
-
     // A wrong Adler-32 checksum: every byte was inflated and is kept.
     std::string badSum = packed;
     badSum.back() = static_cast<char>(badSum.back() ^ 1);
@@ -152,9 +123,7 @@ TEST(KPPDFFilterFlate, DamagedStreamsKeepTheirHead) {
 
     EXPECT_FALSE(flate("not deflate at all", &out));
     EXPECT_TRUE(out.empty());
-    EXPECT_FALSE(flate("", &out));
-    EXPECT_EQ(log.take(),
-              std::vector<std::string>(2, "FlateDecode: corrupt data, nothing inflated"));
+    EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: corrupt data, nothing inflated"});
 }
 
 TEST(KPPDFFilterFlate, PrefixStopsWhereWanted) {
@@ -167,13 +136,10 @@ TEST(KPPDFFilterFlate, PrefixStopsWhereWanted) {
         return KPPDFFlateDecodePrefix(bytes(in), static_cast<uint32_t>(in.size()), &out, max,
                                       wanted, &complete);
     };
-    // Whole, without a wanted length; the bound is inclusive.
+    // Whole, without a wanted length.
     ASSERT_TRUE(prefix(packed, nullptr));
     EXPECT_TRUE(complete);
     EXPECT_EQ(out, text);
-    EXPECT_TRUE(prefix(packed, nullptr, text.size()));
-    EXPECT_FALSE(prefix(packed, nullptr, text.size() - 1));
-    EXPECT_TRUE(out.empty());
 
     // Asked again each time the last answer is reached, told the bytes so far: first a head of
     // 10 bytes, then up to an offset read from it (as an object stream's header tells where
@@ -190,62 +156,29 @@ TEST(KPPDFFilterFlate, PrefixStopsWhereWanted) {
     EXPECT_FALSE(complete);
     EXPECT_EQ(out, text.substr(0, 123457));
     EXPECT_EQ(asked, (std::vector<size_t>{0, 10, 123457}));
-    // More than the stream holds: the whole of it, complete.
-    ASSERT_TRUE(prefix(packed, [](const uint8_t*, size_t) { return size_t(1) << 40; }));
-    EXPECT_TRUE(complete);
-    EXPECT_EQ(out, text);
-    // Nothing wanted.
-    ASSERT_TRUE(prefix(packed, [](const uint8_t*, size_t) { return size_t(0); }));
-    EXPECT_FALSE(complete);
-    EXPECT_TRUE(out.empty());
-
-    // A wrong checksum is not looked at: the bytes are the ones the usual decoding keeps.
-    std::string badSum = packed;
-    badSum.back() = static_cast<char>(badSum.back() ^ 1);
-    ASSERT_TRUE(prefix(badSum, nullptr));
-    EXPECT_TRUE(complete);
-    EXPECT_EQ(out, text);
-    // Cut before the point wanted, damaged, no zlib header (raw deflate), a preset dictionary
-    // flag, nothing: false, and the caller decodes the usual way.
+    // Cut before the point wanted: false, and the caller decodes the usual way; cut after it,
+    // the bytes wanted are there.
     auto at = [](size_t length) { return [length](const uint8_t*, size_t) { return length; }; };
     std::string cut = packed.substr(0, packed.size() / 2);
-    EXPECT_FALSE(prefix(cut, nullptr));
     EXPECT_FALSE(prefix(cut, at(text.size() - 10)));
-    EXPECT_TRUE(prefix(cut, at(1000))); // the part wanted is there
-    EXPECT_EQ(out, text.substr(0, 1000));
-    std::string damaged = packed;
-    for (size_t i = 100; i < 164; ++i)
-        damaged[i] = static_cast<char>(~damaged[i]);
-    EXPECT_FALSE(prefix(damaged, nullptr));
-    EXPECT_FALSE(prefix(packed.substr(2), nullptr));
-    std::string dictionary = packed;
-    unsigned flags = (uint8_t(dictionary[1]) & 0xc0) | 0x20; // FDICT, then a right FCHECK
-    flags |= (31 - ((uint8_t(dictionary[0]) << 8) | flags) % 31) % 31;
-    dictionary[1] = static_cast<char>(flags);
-    EXPECT_FALSE(prefix(dictionary, nullptr));
-    EXPECT_FALSE(prefix("", nullptr));
-    EXPECT_FALSE(KPPDFFlateDecodePrefix(nullptr, 5, &out, 100, nullptr, &complete));
     EXPECT_TRUE(out.empty());
+    EXPECT_TRUE(prefix(cut, at(1000)));
+    EXPECT_EQ(out, text.substr(0, 1000));
 }
 
 TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
     bool ok = false;
-    // "Hell" "o Wo" "rld!", each group reversed.
-    EXPECT_EQ(decode85("87cURD]i,\"Ebo80~>", &ok), "lleHoW o!dlr");
+    // "Hello world": each group reversed; the last group "Ebo7" rounds up to 0x726C6400 + 18
+    // and gives its three low bytes, 0x12 'd' 'l'.
+    EXPECT_EQ(decode85("87cURD]j7BEbo7~>", &ok), "lleHow o\x12"s + "dl");
     EXPECT_TRUE(ok);
-    // "Hello world": the last group "Ebo7" rounds up to 0x726C6400 + 18 and gives its three low
-    // bytes, 0x12 'd' 'l'.
-    EXPECT_EQ(decode85("87cURD]j7BEbo7~>"), "lleHow o\x12"s + "dl");
     // "A" is "5l": 20 * 85^4 + 75 * 85^3 + 85^3 = 0x41028C30, whose low byte is '0'.
     EXPECT_EQ(decode85("5l~>"), "0");
     EXPECT_EQ(decode85("s8W-!~>"), "\xff\xff\xff\xff");
     EXPECT_EQ(decode85("z \0\b\t\n\f\r\x7f z~>"s), std::string(8, '\0'));
-    EXPECT_EQ(decode85("~>"), "");
     EXPECT_EQ(decode85("87cUR~>ignored"), "lleH");
     // No end mark: what was decoded stands, the incomplete group is dropped.
     EXPECT_EQ(decode85("87cURD]i", &ok), "lleH");
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(decode85("", &ok), "");
     EXPECT_TRUE(ok);
 
     std::string raw = fixture("a85-random.bin");
@@ -254,130 +187,76 @@ TEST(KPPDFFilterASCII85, DecodesGroupsLeastSignificantByteFirst) {
         expected += {raw[i + 3], raw[i + 2], raw[i + 1], raw[i]};
     EXPECT_EQ(decode85(fixture("a85-random.txt"), &ok), expected);
     EXPECT_TRUE(ok);
-}
 
-TEST(KPPDFFilterASCII85, RejectsMalformedText) {
+    // Malformed text gives nothing and says why; scanning goes on after a bad byte, so every
+    // bad byte is reported.
     LogCapture log;
-    bool ok = true;
     EXPECT_EQ(decode85("87z~>", &ok), "");
     EXPECT_FALSE(ok);
     EXPECT_EQ(log.take(), std::vector<std::string>{"ASCII85Decode: z inside ascii85 5-tuple"});
-
-    // Scanning goes on after a bad byte, so every bad byte is reported.
     EXPECT_EQ(decode85("87cUR\x80v~>", &ok), "");
     EXPECT_FALSE(ok);
     EXPECT_EQ(log.take(),
               (std::vector<std::string>{"ASCII85Decode: bad character in ascii85 region: 0200",
                                         "ASCII85Decode: bad character in ascii85 region: 0166"}));
-
-    for (const char* text : {"87cUR~x", "<~87cUR~>", "87cUR~"}) {
-        EXPECT_EQ(decode85(text, &ok), "") << text;
-        EXPECT_FALSE(ok);
-        EXPECT_EQ(log.take(),
-                  std::vector<std::string>{"ASCII85Decode: ~ without > in ascii85 section"});
-    }
+    EXPECT_EQ(decode85("87cUR~x", &ok), "");
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(log.take(),
+              std::vector<std::string>{"ASCII85Decode: ~ without > in ascii85 section"});
     // The ">" lies just past the given length and must not be seen.
     std::string out;
     EXPECT_FALSE(KPPDFStreamDecode85(bytes(std::string("87cUR~>")), 6, &out));
     EXPECT_EQ(log.take().size(), 1u);
 }
 
-namespace {
-
-// PNG row filters written out independently of the decoder, from the original samples.
-std::string pngEncode(const std::string& image, size_t rowLength, size_t pixel,
-                      const std::vector<int>& types) {
-    std::string out;
-    for (size_t r = 0; r * rowLength < image.size(); ++r) {
-        int type = types[r % types.size()];
-        out += static_cast<char>(type);
-        for (size_t i = 0; i < rowLength; ++i) {
-            auto at = [&](size_t row, size_t col) -> int {
-                return static_cast<uint8_t>(image[row * rowLength + col]);
-            };
-            int a = i >= pixel ? at(r, i - pixel) : 0;
-            int b = r > 0 ? at(r - 1, i) : 0;
-            int c = r > 0 && i >= pixel ? at(r - 1, i - pixel) : 0;
-            int p = a + b - c;
-            int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
-            int predicted[] = {0, a, b, (a + b) / 2, pa <= pb && pa <= pc ? a : (pb <= pc ? b : c)};
-            out += static_cast<char>(at(r, i) - predicted[type]);
-        }
+TEST(KPPDFFilterPredictor, FixedRows) {
+    struct Case {
+        KPPDFPredictorParams params; // Predictor, Colors, BitsPerComponent, Columns
+        std::string in, out;
+    };
+    const Case cases[] = {
+        // Paeth by hand, one byte per pixel. Row 1 predicts from up (150) and then upper-left
+        // (p = 100 + 200 - 150 = 150); row 2 from up (100) and then left (p = 210 + 205 - 100
+        // = 315, nearest to a = 210).
+        {{10, 1, 8, 2}, "\x00\x96\xc8\x04\xce\x37\x04\x6e\x42"s, "\x96\xc8\x64\xcd\xd2\x14"s},
+        // Sub, Up, Average: the row type byte decides, whatever the PNG predictor.
+        {{11, 3, 8, 1},
+         "\x01\x0a\x14\x1e\x02\x01\x02\x03\x03\x04\x04\x04"s,
+         "\x0a\x14\x1e\x0b\x16\x21\x09\x0f\x14"s},
+        // 16-bit samples use two-byte pixels; 1-bit ones still look one byte back.
+        {{12, 1, 16, 2}, "\x01\x01\x02\x03\x04"s, "\x01\x02\x04\x06"s},
+        {{15, 1, 1, 16}, "\x01\x05\x07"s, "\x05\x0c"s},
+        // A short last row decodes as far as it goes.
+        {{12, 1, 8, 2}, "\x02\x01\x02\x02\x03"s, "\x01\x02\x04"s},
+        // TIFF: each row starts afresh.
+        {{2, 3, 8, 3},
+         "\x0a\x14\x1e\x01\x02\x03\xff\x01\x00"s,
+         "\x0a\x14\x1e\x0b\x16\x21\x0a\x17\x21"s},
+        // Two rows: 0x0100, +0x00FF, +0xFF02 (wraps to 0x0101).
+        {{2, 1, 16, 3},
+         "\x01\x00\x00\xff\xff\x02\x01\x00\x00\xff\xff\x02"s,
+         "\x01\x00\x01\xff\x01\x01\x01\x00\x01\xff\x01\x01"s},
+        // 1 bit: differences are exclusive-or; the six padding bits of each row stay as they
+        // were.
+        {{2, 1, 1, 10}, "\x98\xaa\x98\xaa"s, "\xef\x2a\xef\x2a"s},
+        // 2 bits, two colours: (1,2) (3,3) (2,1) -> (1,2) (0,1) (2,2).
+        {{2, 2, 2, 3}, "\x6f\x90"s, "\x61\xa0"s},
+        {{2, 1, 4, 3}, "\xf2\x30"s, "\xf1\x40"s},
+        {{2, 3, 8, 2}, "\x0a\x14\x1e\x01\x02\x03\x05\x05"s, "\x0a\x14\x1e\x0b\x16\x21\x05\x05"s},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.in));
+        std::string data = c.in;
+        ASSERT_TRUE(KPPDFApplyPredictor(c.params, &data));
+        EXPECT_EQ(data, c.out);
     }
-    return out;
-}
-
-bool unpredict(int predictor, int colors, int bits, int columns, std::string* data) {
-    KPPDFPredictorParams params;
-    params.predictor = predictor;
-    params.colors = colors;
-    params.bitsPerComponent = bits;
-    params.columns = columns;
-    return KPPDFApplyPredictor(params, data);
-}
-
-} // namespace
-
-TEST(KPPDFFilterPredictor, PNGRowTypes) {
-    // Paeth by hand, one byte per pixel. Row 1 predicts from up (150) and then upper-left
-    // (p = 100 + 200 - 150 = 150); row 2 from up (100) and then left (p = 210 + 205 - 100 = 315,
-    // nearest to a = 210).
-    std::string data = "\x00\x96\xc8\x04\xce\x37\x04\x6e\x42"s;
-    ASSERT_TRUE(unpredict(10, 1, 8, 2, &data));
-    EXPECT_EQ(data, "\x96\xc8\x64\xcd\xd2\x14"s);
-
-    std::string image;
-    for (int i = 0; i < 6 * 7; ++i)
-        image += static_cast<char>(i * 37 % 251 + (i % 5) * 60);
-    for (int predictor = 10; predictor <= 15; ++predictor) {
-        std::string encoded = pngEncode(image, 6, 3, {0, 1, 2, 3, 4, 4, 3});
-        ASSERT_TRUE(unpredict(predictor, 3, 8, 2, &encoded));
-        EXPECT_EQ(encoded, image) << predictor;
-    }
-    // 16-bit samples use two-byte pixels; 1-bit ones still look one byte back.
-    std::string encoded = pngEncode(image, 6, 2, {3, 4, 1});
-    ASSERT_TRUE(unpredict(11, 1, 16, 3, &encoded));
-    EXPECT_EQ(encoded, image);
-    encoded = pngEncode(image, 6, 1, {4, 2, 3, 1});
-    ASSERT_TRUE(unpredict(15, 1, 1, 48, &encoded));
-    EXPECT_EQ(encoded, image);
-
-    // A short last row decodes as far as it goes; an unknown type is taken as None.
-    encoded = pngEncode(image, 6, 3, {4});
-    encoded.resize(encoded.size() - 4);
-    ASSERT_TRUE(unpredict(15, 3, 8, 2, &encoded));
-    EXPECT_EQ(encoded, image.substr(0, image.size() - 4));
+    // An unknown PNG row type is taken as None.
     LogCapture log;
-    encoded = "\x07\x01\x02"s;
-    ASSERT_TRUE(unpredict(15, 1, 8, 2, &encoded));
-    EXPECT_EQ(encoded, "\x01\x02");
+    std::string data = "\x07\x01\x02"s;
+    ASSERT_TRUE(KPPDFApplyPredictor({15, 1, 8, 2}, &data));
+    EXPECT_EQ(data, "\x01\x02");
     EXPECT_EQ(log.take(),
               std::vector<std::string>{"Predictor: unknown PNG filter type 7 in row 0"});
-}
-
-TEST(KPPDFFilterPredictor, TIFFPredictorAllDepths) {
-    std::string data = "\x0a\x14\x1e\x01\x02\x03\xff\x01\x00"s;
-    ASSERT_TRUE(unpredict(2, 3, 8, 3, &data));
-    EXPECT_EQ(data, "\x0a\x14\x1e\x0b\x16\x21\x0a\x17\x21"s);
-    // Two rows, each starting afresh: 0x0100, +0x00FF, +0xFF02 (wraps to 0x0101).
-    data = "\x01\x00\x00\xff\xff\x02\x01\x00\x00\xff\xff\x02"s;
-    ASSERT_TRUE(unpredict(2, 1, 16, 3, &data));
-    EXPECT_EQ(data, "\x01\x00\x01\xff\x01\x01\x01\x00\x01\xff\x01\x01"s);
-    // 1 bit: differences are exclusive-or; the six padding bits of each row stay as they were.
-    data = "\x98\xaa\x98\xaa"s;
-    ASSERT_TRUE(unpredict(2, 1, 1, 10, &data));
-    EXPECT_EQ(data, "\xef\x2a\xef\x2a"s);
-    // 2 bits, two colours: (1,2) (3,3) (2,1) -> (1,2) (0,1) (2,2).
-    data = "\x6f\x90"s;
-    ASSERT_TRUE(unpredict(2, 2, 2, 3, &data));
-    EXPECT_EQ(data, "\x61\xa0"s);
-    data = "\xf2\x30"s;
-    ASSERT_TRUE(unpredict(2, 1, 4, 3, &data));
-    EXPECT_EQ(data, "\xf1\x40"s);
-    // A short last row.
-    data = "\x0a\x14\x1e\x01\x02\x03\x05\x05"s;
-    ASSERT_TRUE(unpredict(2, 3, 8, 2, &data));
-    EXPECT_EQ(data, "\x0a\x14\x1e\x0b\x16\x21\x05\x05"s);
 }
 
 TEST(KPPDFFilterPredictor, FilesOfRealEncoders) {
@@ -406,16 +285,14 @@ TEST(KPPDFFilterPredictor, RejectsBadParameters) {
     LogCapture log;
     const std::string original = "\x01\x02\x03\x04"s;
     std::string data = original;
-    EXPECT_TRUE(unpredict(1, 0, 3, 0, &data)); // no predictor: the other values do not matter
+    // No predictor: the other values do not matter.
+    EXPECT_TRUE(KPPDFApplyPredictor({1, 0, 3, 0}, &data));
     EXPECT_TRUE(log.take().empty());
     // Predictor, Colors, BitsPerComponent, Columns, and the one line each is refused with.
     const std::pair<KPPDFPredictorParams, const char*> bad[] = {
         {{3, 1, 8, 1}, "unsupported predictor 3"},
-        {{16, 1, 8, 1}, "unsupported predictor 16"},
-        {{12, 0, 8, 1}, "Colors 0 out of range"},
         {{12, 33, 8, 1}, "Colors 33 out of range"},
         {{2, 1, 3, 1}, "BitsPerComponent 3 not supported"},
-        {{2, 1, 32, 1}, "BitsPerComponent 32 not supported"},
         {{12, 1, 8, 0}, "Columns 0 out of range"},
         {{12, 32, 16, 2147483647}, "rows of 137438953408 bytes too long"},
     };
@@ -483,11 +360,6 @@ TEST(KPPDFFilterDCT, DamagedJPEGsFailCleanly) {
     EXPECT_EQ(d.width, -1);
     EXPECT_EQ(log.take(), std::vector<std::string>{"DCTDecode: Premature end of JPEG file"});
 
-    for (std::string broken : {jpeg.substr(0, 40), std::string("GIF89a..."), std::string()}) {
-        EXPECT_FALSE(decodeJPEG(broken).ok);
-        EXPECT_EQ(log.take().size(), 1u);
-    }
-
     // Start of frame: FF C0, length, precision, then height and width.
     size_t sof = jpeg.find("\xff\xc0");
     ASSERT_NE(sof, std::string::npos);
@@ -523,6 +395,5 @@ TEST(KPPDFFilterDCT, EncodeRoundTrip) {
     LogCapture log;
     std::string jpeg;
     EXPECT_FALSE(KPPDFEncodeJPEG(bytes(std::string(8, 'x')), 2, 2, 2, 90, &jpeg));
-    EXPECT_FALSE(KPPDFEncodeJPEG(nullptr, 2, 2, 1, 90, &jpeg));
-    EXPECT_EQ(log.take().size(), 2u);
+    EXPECT_EQ(log.take().size(), 1u);
 }

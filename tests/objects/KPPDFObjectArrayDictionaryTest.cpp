@@ -8,7 +8,6 @@
 #include "kppdf/objects/KPPDFObjectInteger.h"
 #include "kppdf/objects/KPPDFObjectName.h"
 #include "kppdf/objects/KPPDFObjectReference.h"
-#include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "support/LogCapture.h"
 #include "support/TestHelpers.h"
@@ -44,17 +43,6 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
     EXPECT_EQ(array->directObject(), "[ 1 2 /Three (4) ]");
     for (auto& element : array->value())
         EXPECT_EQ(element->directContainer(), array.get());
-
-    // Nested or direct ones parse at once.
-    array = KPPDFCast<KPPDFObjectArray>(parseBody(doc, arrayText, true));
-    ASSERT_TRUE(array);
-    EXPECT_TRUE(array->isParsed());
-    EXPECT_EQ(array->rawLength(), 17u);
-    array = KPPDFCast<KPPDFObjectArray>(parseDirect("[/a [/b] <<>>]"));
-    ASSERT_TRUE(array);
-    EXPECT_TRUE(array->isParsed());
-    EXPECT_TRUE(array->isDirectOnly());
-    EXPECT_EQ(array->directObject(), "[ /a [ /b ] << >> ]");
 
     // An untouched dictionary is written back byte for byte up to its last token before
     // "endobj" or "stream", odd spacing and comments included.
@@ -107,12 +95,6 @@ TEST(KPPDFObjectArrayDictionary, TopLevelObjectsParseLazily) {
         false);
     ASSERT_TRUE(dictionary);
     EXPECT_EQ(dictionary->directObject(), "<< /Length 3 >>");
-
-    // Without any keyword the measure runs to six bytes before the end.
-    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseBody(doc, "<< /A 1 >>  \n\n", false));
-    ASSERT_TRUE(dictionary);
-    EXPECT_EQ(dictionary->rawLength(), 8u);
-    EXPECT_EQ(dictionary->objectForKey("A")->longLongValue(), 1);
 }
 
 TEST(KPPDFObjectArrayDictionary, KeywordsInsideStringsAndNamesDoNotEndALazyObject) {
@@ -135,27 +117,32 @@ TEST(KPPDFObjectArrayDictionary, KeywordsInsideStringsAndNamesDoNotEndALazyObjec
         EXPECT_EQ(object->directObject(), text);
         EXPECT_FALSE(object->asDictionary()->value().empty());
     }
-    KPPDFDocument doc;
-    KPPDFRef<KPPDFObject> array = parseBody(doc, "[(endobj) /x]\nendobj\n", false);
-    ASSERT_TRUE(array && array->asArray());
-    EXPECT_EQ(array->directObject(), "[(endobj) /x]");
-    EXPECT_EQ(array->asArray()->count(), 2u);
 }
 
 TEST(KPPDFObjectArrayDictionary, WrittenForms) {
     EXPECT_EQ(KPPDFObjectDictionary::dictionaryWithDictionary({})->directObject(), "<< >>");
     EXPECT_EQ(KPPDFObjectArray::arrayWithArray({})->directObject(), "[ ]");
-    EXPECT_EQ(parseDirect("<<>>")->directObject(), "<< >>");
-    EXPECT_EQ(parseDirect("[]")->directObject(), "[ ]");
-    EXPECT_EQ(parseDirect("<< /A 1 >>")->directObject(), "<< /A 1>>");
-    EXPECT_EQ(parseDirect("[1 2]")->directObject(), "[ 1 2 ]");
     EXPECT_EQ(parseDirect("<</A[1 2.5]/B<</C(x)/D<4142>>>/E true>>")->directObject(),
               "<< /A [ 1 2.500000 ] /B << /C (x) /D <4142>>> /E true>>");
     EXPECT_EQ(parseDirect("[[[]]]")->directObject(), "[ [ [ ] ] ]");
     EXPECT_EQ(parseDirect("<</A#20B/C#2F>>")->directObject(), "<< /A#20B /C#2F>>");
+    // A value directly after the key, with no blank.
+    EXPECT_EQ(parseDirect("<</K[1]/L(x)/M/N>>")->directObject(), "<< /K [ 1 ] /L (x) /M /N>>");
+
+    // Comments go, a repeated key keeps the last value; keys are kept as read, so /A#42 and
+    // /AB are different keys.
+    auto dictionary = KPPDFCast<KPPDFObjectDictionary>(
+        parseDirect("<< %first\r\n/A %between\n 1 /B 2 /A 3 /Empty() /N null >>"));
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->value().size(), 4u);
+    EXPECT_EQ(dictionary->rawLength(), 55u);
+    EXPECT_EQ(dictionary->directObject(), "<< /A 3 /B 2 /Empty () /N null>>");
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</A#42 1/AB 2>>"));
+    EXPECT_EQ(dictionary->value().size(), 2u);
+    EXPECT_EQ(dictionary->objectForKey("A#42")->longLongValue(), 1);
 
     // Edits through the map or list reach the output.
-    auto dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 /B 2 >>"));
+    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 /B 2 >>"));
     dictionary->setObject(KPPDFObjectInteger::integerWithLongLong(3), "C");
     dictionary->removeObjectForKey("A");
     dictionary->value()["B"] = KPPDFObjectName::nameWithString("Two");
@@ -169,38 +156,18 @@ TEST(KPPDFObjectArrayDictionary, WrittenForms) {
     array->value().insert(array->value().begin(), KPPDFObjectInteger::integerWithLongLong(0));
     EXPECT_EQ(array->directObject(), "[ 0 1 (s) ]");
     EXPECT_EQ(array->value().back()->directContainer(), array.get());
-    EXPECT_FALSE(array->resolvedObjectAtIndex(3));
 
-    // Type and Subtype are the raw entries.
-    auto annotation = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</Type/Annot/Subtype/Link>>"));
-    EXPECT_EQ(annotation->type()->directObject(), "/Annot");
-    EXPECT_EQ(annotation->subtype()->directObject(), "/Link");
-    EXPECT_TRUE(annotation->hasName("Subtype", "Link"));
-    EXPECT_FALSE(annotation->hasName("Subtype", "Text"));
-    EXPECT_FALSE(annotation->hasName("Missing", "Link"));
-}
-
-TEST(KPPDFObjectArrayDictionary, KeysCommentsAndRepeats) {
-    auto dictionary = KPPDFCast<KPPDFObjectDictionary>(
-        parseDirect("<< %first\r\n/A %between\n 1 /B 2 /A 3 /Empty() /N null >>"));
-    ASSERT_TRUE(dictionary);
-    KPPDFObjectMap& map = dictionary->value();
-    EXPECT_EQ(map.size(), 4u);
-    EXPECT_EQ(map.at("A")->longLongValue(), 3); // a repeated key keeps the last value
-    EXPECT_EQ(map.at("B")->longLongValue(), 2);
-    EXPECT_EQ(map.at("Empty")->objectType(), KPPDFObjectTypeString);
-    EXPECT_EQ(map.at("N")->objectType(), KPPDFObjectTypeNull);
-    EXPECT_EQ(dictionary->rawLength(), 55u);
-    EXPECT_EQ(dictionary->directObject(), "<< /A 3 /B 2 /Empty () /N null>>");
-
-    // Keys are kept as read: /A#42 and /AB are different keys.
-    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</A#42 1/AB 2>>"));
-    EXPECT_EQ(dictionary->value().size(), 2u);
-    EXPECT_EQ(dictionary->objectForKey("A#42")->longLongValue(), 1);
-
-    // A value directly after the key, with no blank.
-    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<</K[1]/L(x)/M/N>>"));
-    EXPECT_EQ(dictionary->directObject(), "<< /K [ 1 ] /L (x) /M /N>>");
+    // Merged: arrays are joined, dictionaries merged, this side wins; the sources stay as
+    // they were.
+    auto mine =
+        KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A [1] /K /Mine /D << /X 1 /L [3] >> >>"));
+    auto other = KPPDFCast<KPPDFObjectDictionary>(
+        parseDirect("<< /A [2] /B 3 /K /Theirs /D << /Y 2 /L [4] >> >>"));
+    KPPDFRef<KPPDFObjectDictionary> merged = mine->mergeWithDictionary(*other);
+    ASSERT_TRUE(merged);
+    EXPECT_EQ(merged->directObject(), "<< /A [ 1 2 ] /B 3 /D << /L [ 3 4 ] /X 1 /Y 2>> /K /Mine>>");
+    EXPECT_EQ(mine->directObject(), "<< /A [ 1 ] /D << /L [ 3 ] /X 1>> /K /Mine>>");
+    EXPECT_EQ(other->directObject(), "<< /A [ 2 ] /B 3 /D << /L [ 4 ] /Y 2>> /K /Theirs>>");
 }
 
 TEST(KPPDFObjectArrayDictionary, BadElementsEndTheParse) {
@@ -228,23 +195,13 @@ TEST(KPPDFObjectArrayDictionary, BadElementsEndTheParse) {
     EXPECT_TRUE(log.contains("Unable to parse array element at index: 3"));
 
     // A byte in key position that is not "/" ends the dictionary quietly.
-    log.clear();
     dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 junk /C 2 >>"));
-    ASSERT_TRUE(dictionary);
-    EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
-    dictionary = KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A 1 > /C 2 >>"));
     ASSERT_TRUE(dictionary);
     EXPECT_EQ(dictionary->directObject(), "<< /A 1>>");
 
     // Objects cut off by the end of the bytes end there; nothing loops or reads further.
-    const std::pair<std::string, const char*> cases[] = {{"[1 2", "[ 1 2 ]"},
-                                                         {"[", "[ ]"},
-                                                         {"[ (abc", "[ (abc) ]"},
-                                                         {"<< /A 1", "<< /A 1>>"},
-                                                         {"<< /A", "<< >>"},
-                                                         {"<<", "<< >>"},
-                                                         {"<< /A [1 <</B", "<< /A [ 1 << >> ]>>"},
-                                                         {"<< /A 1 %c", "<< /A 1>>"}};
+    const std::pair<std::string, const char*> cases[] = {
+        {"[ (abc", "[ (abc) ]"}, {"<< /A", "<< >>"}, {"<< /A [1 <</B", "<< /A [ 1 << >> ]>>"}};
     for (const auto& [text, written] : cases) {
         SCOPED_TRACE(text);
         KPPDFRef<KPPDFObject> object = parseDirect(text);
@@ -254,35 +211,7 @@ TEST(KPPDFObjectArrayDictionary, BadElementsEndTheParse) {
     }
 }
 
-TEST(KPPDFObjectArrayDictionary, DeepNestingFailsCleanly) {
-    for (bool directOnly : {false, true}) {
-        SCOPED_TRACE(directOnly ? "direct" : "body");
-        for (const char* open : {"[", "<</A ", "[<</A "}) {
-            SCOPED_TRACE(open);
-            std::string text;
-            for (int i = 0; i < 10000; i++)
-                text += open;
-            LogCapture log;
-            KPPDFDocument doc;
-            doc.setDocData(KPPDFData::dataWithString("\n" + text + "\nendobj\n"));
-            KPPDFRef<KPPDFObject> object =
-                doc.objectAtOffset(1, doc.docData(), directOnly, directOnly);
-            ASSERT_TRUE(object);
-            // Parse it in full, write it, copy it, and let it all go again.
-            if (object->asArray())
-                object->asArray()->value();
-            else
-                object->asDictionary()->value();
-            std::string written = object->directObject();
-            EXPECT_LT(written.size(), text.size());
-            EXPECT_FALSE(log.lines().empty());
-            KPPDFRef<KPPDFObject> copy = object->copy();
-            EXPECT_EQ(copy->directObject(), written);
-        }
-    }
-}
-
-TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
+TEST(KPPDFObjectArrayDictionary, EntriesThroughParentsAndTheTable) {
     TestPDFBuilder builder;
     builder.add(1, "<< /Type /Pages /Rotate 90 /MediaBox [0 0 612 792] >>");
     builder.add(2, "<< /Type /Pages /Parent 1 0 R /Resources << /Font << >> >> >>");
@@ -293,9 +222,11 @@ TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
     builder.add(6, "<< /Parent 5 0 R >>");
     // A dictionary that is its own parent.
     builder.add(7, "<< /Parent 7 0 R /Own 1 >>");
+    builder.add(8, "<< /Kids [9 0 R 99 0 R] /Direct << /X 9 0 R >> >>");
+    builder.add(9, "(nine)");
     std::string pdf = builder.build("");
     KPPDFDocument doc;
-    fillTable(doc, builder, pdf, {1, 2, 3, 4, 5, 6, 7});
+    fillTable(doc, builder, pdf, {1, 2, 3, 4, 5, 6, 7, 8, 9});
 
     KPPDFRef<KPPDFObjectDictionary> page = tableDictionary(doc, 3);
     ASSERT_TRUE(page);
@@ -305,70 +236,20 @@ TEST(KPPDFObjectArrayDictionary, InheritedAttributesThroughParents) {
     // Unread, it is written as the file has it.
     EXPECT_EQ(mediaBox->directObject(), "[0 0 612 792]");
     EXPECT_EQ(mediaBox->directContainer()->objectNumber(), 1u);
-    KPPDFRef<KPPDFObject> resources = page->objectFromAncestorsForKey("Resources");
-    ASSERT_TRUE(resources && resources->asDictionary());
+    EXPECT_TRUE(page->objectFromAncestorsForKey("Resources"));
     EXPECT_FALSE(page->objectFromAncestorsForKey("CropBox"));
-
     EXPECT_FALSE(tableDictionary(doc, 4)->objectFromAncestorsForKey("Missing"));
     EXPECT_FALSE(tableDictionary(doc, 7)->objectFromAncestorsForKey("Missing"));
     EXPECT_EQ(tableDictionary(doc, 7)->objectFromAncestorsForKey("Own")->longLongValue(), 1);
-}
 
-TEST(KPPDFObjectArrayDictionary, MergeWithDictionary) {
-    auto mine =
-        KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /A [1] /K /Mine /D << /X 1 /L [3] >> >>"));
-    auto other = KPPDFCast<KPPDFObjectDictionary>(
-        parseDirect("<< /A [2] /B 3 /K /Theirs /D << /Y 2 /L [4] >> >>"));
-    KPPDFRef<KPPDFObjectDictionary> merged = mine->mergeWithDictionary(*other);
-    ASSERT_TRUE(merged);
-    EXPECT_EQ(merged->directObject(), "<< /A [ 1 2 ] /B 3 /D << /L [ 3 4 ] /X 1 /Y 2>> /K /Mine>>");
-    // The sources are left as they were.
-    EXPECT_EQ(mine->directObject(), "<< /A [ 1 ] /D << /L [ 3 ] /X 1>> /K /Mine>>");
-    EXPECT_EQ(other->directObject(), "<< /A [ 2 ] /B 3 /D << /L [ 4 ] /Y 2>> /K /Theirs>>");
-
-    // Entries are compared raw: a reference to a dictionary is not merged into a dictionary,
-    // and an array meeting a non-array keeps this side's entry.
-    auto withReference =
-        KPPDFCast<KPPDFObjectDictionary>(parseDirect("<< /D << /X 1 >> /A [1] >>"));
-    auto referenced = KPPDFObjectDictionary::dictionaryWithDictionary(
-        {{"D", KPPDFObjectReference::referenceWithObjectNumber(9, 0, nullptr)},
-         {"A", KPPDFObjectInteger::integerWithLongLong(5)}});
-    EXPECT_EQ(withReference->mergeWithDictionary(*referenced)->directObject(),
-              "<< /A [ 1 ] /D << /X 1>>>>");
-    EXPECT_EQ(KPPDFObjectDictionary::dictionaryWithDictionary({})
-                  ->mergeWithDictionary(*other)
-                  ->value()
-                  .size(),
-              4u);
-}
-
-TEST(KPPDFObjectArrayDictionary, ResolvingEntriesThroughTheTable) {
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Kids [2 0 R 3 0 R 99 0 R] /Count 2 /Direct << /X 2 0 R >> >>");
-    builder.add(2, "(two)");
-    builder.add(3, "[/three]");
-    std::string pdf = builder.build("");
-    KPPDFDocument doc;
-    fillTable(doc, builder, pdf, {1, 2, 3});
-
-    KPPDFRef<KPPDFObjectDictionary> root = tableDictionary(doc, 1);
+    KPPDFRef<KPPDFObjectDictionary> root = tableDictionary(doc, 8);
     ASSERT_TRUE(root);
     auto kids = root->resolvedObjectForKey<KPPDFObjectArray>("Kids");
     ASSERT_TRUE(kids);
-    ASSERT_EQ(kids->count(), 3u);
-    KPPDFRef<KPPDFObject> two = kids->resolvedObjectAtIndex(0);
-    ASSERT_TRUE(two && two->asString());
-    EXPECT_EQ(two->asString()->value(), "two");
-    EXPECT_EQ(two->objectNumber(), 2u);
-    EXPECT_FALSE(two->isDirect());
-    KPPDFRef<KPPDFObject> three = kids->resolvedObjectAtIndex(1);
-    ASSERT_TRUE(three && three->asArray());
-    EXPECT_EQ(three->asArray()->count(), 1u);
-    EXPECT_EQ(three->asArray()->value()[0]->directObject(), "/three");
-    EXPECT_FALSE(kids->resolvedObjectAtIndex(2)); // no such object
-    EXPECT_EQ(kids->directObject(), "[ 2 0 R 3 0 R 99 0 R ]");
-    EXPECT_FALSE(root->resolvedObjectForKey("Nothing"));
-    EXPECT_EQ(root->resolvedObjectForKey("Count")->longLongValue(), 2);
+    EXPECT_EQ(kids->resolvedObjectAtIndex(0)->asString()->value(), "nine");
+    EXPECT_FALSE(kids->resolvedObjectAtIndex(1)); // no such object
+    EXPECT_FALSE(kids->resolvedObjectAtIndex(2)); // past the end
+    EXPECT_EQ(kids->directObject(), "[ 9 0 R 99 0 R ]");
     // The outermost container of a nested value is the numbered dictionary.
     KPPDFRef<KPPDFObject> x = root->objectForKey("Direct")->asDictionary()->objectForKey("X");
     EXPECT_EQ(x->container(), root.get());
@@ -384,33 +265,15 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
     struct Case {
         const char* text;
         int elements;
-        bool plain = elements >= 0;
     };
     const Case cases[] = {
-        {"[1 0 R 2 0 R]", 2},
-        {"[0 0 612 792]", 4},
-        {"[/A/B /C#20D]", 3},
-        {"[true false null]", 3},
-        {"[1 2 3 R 007 0 R]", 3},
-        {"[-1.5 +2 .5 3. -0]", 5},
-        {"[ ]", 0},
+        {"[/A/B true null 1 2 3 R 007 0 R]", 7},
         {"[\t1\r0\fR\n]", 1},
+        {"[99999999999999999999 -99999999999999999999 .125 0000.5 4.]", 5},
         {"[1 (x) 2]", -1},
-        {"[1 <00> 2]", -1},
-        {"[1 [2] 3]", -1},
-        {"[1 << /A 1 >>]", -1},
         {"[1 0 R % note\n]", -1},
-        {"[1 0.0 R]", -1},
-        {"[+1 0 R]", -1},
         {"[12345678901 0 R]", -1},
         {"[1 0 Rx]", -1},
-        {"[1e5]", -1},
-        {"[1.2.3]", -1},
-        {"[truex]", -1},
-        {"[- 1]", -1},
-        {"[99999999999999999999 -99999999999999999999 .125 0000.5 4.]", 5},
-        {"[0.1 792.00001 1.1234567890123456789 -0.000001]", 4},
-        {"[0.00000000000000000000000000000000000000000000000000000000000000000001 2]", 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -421,92 +284,74 @@ TEST(KPPDFObjectArrayDictionary, PlainArraysInDictionariesParseOnFirstUse) {
         ASSERT_TRUE(dictionary);
         auto array = KPPDFCast<KPPDFObjectArray>(dictionary->objectForKey("K"));
         ASSERT_TRUE(array);
-        EXPECT_EQ(array->isParsed(), !c.plain);
-        if (!c.plain)
+        EXPECT_EQ(array->isParsed(), c.elements < 0);
+        if (c.elements < 0)
             continue;
         // The dictionary read on past the array exactly, and writes it back as it stands.
-        KPPDFRef<KPPDFObject> z = dictionary->objectForKey("Z");
-        ASSERT_TRUE(z);
-        EXPECT_EQ(z->longLongValue(), 7);
+        EXPECT_EQ(dictionary->objectForKey("Z")->longLongValue(), 7);
         EXPECT_EQ(array->untouchedBytes(), c.text);
         EXPECT_NE(dictionary->directObject().find(c.text), std::string::npos);
-        EXPECT_EQ(array->directContainer(), dictionary.get());
-
-        // Numbers alone are read from the text as the parsed elements give them.
-        float numbers[8];
-        size_t numberCount = 0;
-        bool numbersOnly = array->plainNumbers(numbers, 8, &numberCount);
-        std::string_view text(c.text);
-        bool expectNumbers = text.find_first_of("R/tfn") == std::string_view::npos &&
-                             text.find("0000000000000000000000000000000001") == text.npos;
-        EXPECT_EQ(numbersOnly, expectNumbers);
-
         // Read later, every token is an element and the array ends where it was measured to.
         quiet.clear();
-        array->value();
-        EXPECT_TRUE(array->isParsed());
+        EXPECT_EQ(array->count(), size_t(c.elements));
         EXPECT_EQ(array->rawLength(), std::strlen(c.text));
         EXPECT_TRUE(quiet.lines().empty());
-        EXPECT_EQ(array->count(), size_t(c.elements));
         for (auto& element : array->value())
             EXPECT_EQ(element->directContainer(), array.get());
-        EXPECT_FALSE(array->plainNumbers(numbers, 8, &numberCount)); // parsed now
-        if (numbersOnly) {
-            ASSERT_EQ(numberCount, array->count());
-            for (size_t i = 0; i < numberCount; i++) {
-                float parsed = array->value()[i]->realValue();
-                EXPECT_EQ(std::memcmp(&numbers[i], &parsed, sizeof parsed), 0) << i;
-            }
-        }
     }
+
+    // Numbers alone are read from the text as the parsed elements give them, until it is parsed.
+    KPPDFDocument doc;
+    auto array = KPPDFCast<KPPDFObjectArray>(
+        parseBody(doc, "[-1.5 +2 .5 3. -0 1.1234567890123456789]\nendobj\n", false));
+    ASSERT_TRUE(array);
+    float numbers[8];
+    size_t count = 0;
+    ASSERT_TRUE(array->plainNumbers(numbers, 8, &count));
+    ASSERT_EQ(count, array->count());
+    for (size_t i = 0; i < count; i++) {
+        float parsed = array->value()[i]->realValue();
+        EXPECT_EQ(std::memcmp(&numbers[i], &parsed, sizeof parsed), 0) << i;
+    }
+    EXPECT_FALSE(array->plainNumbers(numbers, 8, &count));
+    EXPECT_FALSE(KPPDFCast<KPPDFObjectArray>(parseBody(doc, "[1 0 R]\nendobj\n", false))
+                     ->plainNumbers(numbers, 8, &count));
 }
 
 TEST(KPPDFObjectArrayDictionary, PlainDictionariesAreReadWithoutParsing) {
     // Entries read alone from a plain dictionary are the entries a parse gives; any dictionary
     // the reading cannot vouch for is refused (empty: the caller parses it).
     const char* plain[] = {
-        "<< /Type /Page /MediaBox [0 0 612 792] /Parent 3 0 R /Rotate 90 >>",
         "<</Type/Page/MediaBox[0 0 612 792]/Parent 3 0 R/Rotate -90>>",
-        "<<\n/Type /Page\n/Contents 9922 0 R\n/Annots [ 9917 0 R 9918 0 R ]\n>>",
-        "<< /Rotate 1 /Rotate 180 /CropBox [1 2 3 4] /Flag true /Gone null /Size 1.5 >>",
-        "<< /MediaBox 12 0 R /N#20ame /a#2Fb /Empty [] >>",
-        "<< >>",
+        "<< /Rotate 1 /Rotate 180 /CropBox 12 0 R /N#20ame /a#2Fb /F true /Gone null /S 1.5 >>",
     };
     const char* refused[] = {
         "<< /Type /Page /Title (a >> b) >>",
         "<< /Type /Page /Group << /S /Transparency >> >>",
         "<< /Type /Page % note\n/Rotate 90 >>",
-        "<< /Type /Page /Data <00ff> >>",
-        "<< /Type /Page /Rotate 1e5 >>",
-        "<< /Type /Page /MediaBox [0 0 (x) 1] >>",
         "<< /Type /Page /Rotate 90",
-        "<< /Type /Page 90 >>",
-        "<< /Type /Page /Parent 3 0 Rx >>",
-        "<< /Type /Page /Flag yes >>",
     };
     constexpr std::string_view keys[] = {"Type",   "MediaBox", "CropBox", "Rotate",
                                          "Parent", "Gone",     "Missing"};
     for (const char* text : plain) {
         SCOPED_TRACE(text);
+        KPPDFRef<KPPDFObject> values[std::size(keys)];
         KPPDFDocument doc;
         auto peeked = KPPDFCast<KPPDFObjectDictionary>(
             parseBody(doc, std::string(text) + "\nendobj\n", false));
         ASSERT_TRUE(peeked);
-        KPPDFRef<KPPDFObject> values[std::size(keys)];
         ASSERT_TRUE(peeked->peekEntries(keys, values));
         EXPECT_FALSE(peeked->isParsed());
-        KPPDFRef<KPPDFObjectDictionary> parsed = KPPDFCast<KPPDFObjectDictionary>(
-            parseBody(doc, std::string(text) + "\nendobj\n", false));
         for (size_t k = 0; k < std::size(keys); k++) {
             SCOPED_TRACE(keys[k]);
-            KPPDFRef<KPPDFObject> entry = parsed->objectForKey(keys[k]);
+            KPPDFRef<KPPDFObject> entry = peeked->objectForKey(keys[k]);
             ASSERT_EQ(values[k] != nullptr, entry != nullptr);
             if (entry) {
                 EXPECT_EQ(values[k]->directObject(), entry->directObject());
             }
         }
         // Once parsed, the dictionary answers itself.
-        EXPECT_FALSE(parsed->peekEntries(keys, values));
+        EXPECT_FALSE(peeked->peekEntries(keys, values));
     }
     for (const char* text : refused) {
         SCOPED_TRACE(text);
@@ -518,17 +363,4 @@ TEST(KPPDFObjectArrayDictionary, PlainDictionariesAreReadWithoutParsing) {
         EXPECT_FALSE(dictionary->peekEntries(keys, values));
         EXPECT_FALSE(dictionary->isParsed());
     }
-
-    // An unparsed dictionary read from a decoded object stream is bound to a copy of its own
-    // bytes, so that the stream's buffer can go.
-    KPPDFDocument doc;
-    KPPDFData decoded = KPPDFData::dataWithString("x<< /A [1 2] /B 3 0 R >> 7");
-    auto dictionary = KPPDFObjectDictionary::dictionaryAtOffset(1, &doc, decoded, false, false);
-    ASSERT_TRUE(dictionary);
-    KPPDFObjectDictionary::Source source = dictionary->source();
-    EXPECT_TRUE(dictionary->unparse(std::move(source)));
-    EXPECT_FALSE(dictionary->isParsed());
-    EXPECT_FALSE(dictionary->objectData().sharesStorageWith(decoded));
-    decoded = KPPDFData();
-    EXPECT_EQ(dictionary->resolvedObjectForKey<KPPDFObjectArray>("A")->count(), 2u);
 }

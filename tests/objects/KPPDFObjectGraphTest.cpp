@@ -12,8 +12,6 @@
 #include "kppdf/objects/KPPDFObjectReference.h"
 #include "kppdf/objects/KPPDFObjectStream.h"
 #include "kppdf/objects/KPPDFObjectString.h"
-#include "kppdf/platform/KPPDFAttributedString.h"
-#include "support/LogCapture.h"
 #include "support/TestHelpers.h"
 
 namespace {
@@ -78,15 +76,6 @@ TEST(KPPDFObjectGraph, SubobjectsAndMarksOnACycle) {
         ASSERT_TRUE(entry);
         EXPECT_EQ(entry->objectType(), KPPDFObjectTypeDictionary) << n;
     }
-    // A numbered object marks its own number; a direct one marks nothing.
-    KPPDFMarkBytes more;
-    KPPDFObjectInteger::integerWithLongLong(5)->markSubobjects(more);
-    EXPECT_TRUE(std::find(more.begin(), more.end(), 1) == more.end());
-    auto numbered = KPPDFObjectInteger::integerWithLongLong(5);
-    numbered->setObjectNumber(9);
-    numbered->markSubobjects(more);
-    ASSERT_GE(more.size(), 10u);
-    EXPECT_EQ(more[9], 1);
 }
 
 TEST(KPPDFObjectGraph, ReferencesResolveThroughTheTable) {
@@ -100,20 +89,12 @@ TEST(KPPDFObjectGraph, ReferencesResolveThroughTheTable) {
 
     auto one = KPPDFResolve<KPPDFObjectDictionary>(doc.objectWithNumber(1));
     ASSERT_TRUE(one);
-    EXPECT_EQ(one->objectNumber(), 1u);
-    EXPECT_FALSE(one->isDirect());
-    EXPECT_EQ(one->document(), &doc);
-
     KPPDFRef<KPPDFObject> a = one->resolvedObjectForKey("A");
     ASSERT_TRUE(a && a->asArray());
     // Both references share the one parsed object, which took its placeholder's table slot.
     EXPECT_EQ(one->resolvedObjectForKey("B").get(), a.get());
     EXPECT_EQ(doc.objectWithNumber(2).get(), a.get());
     EXPECT_EQ(a->objectNumber(), 2u);
-    EXPECT_FALSE(a->isDirect());
-    EXPECT_TRUE(one->objectForKey("A")->isEqual(*one->objectForKey("B")));
-    EXPECT_FALSE(one->objectForKey("A")->isEqual(*one->objectForKey("G")));
-    EXPECT_FALSE(one->objectForKey("A")->isEqual(*a));
 
     // A reference to nothing resolves to null and is written as it was read.
     EXPECT_FALSE(one->resolvedObjectForKey("C"));
@@ -143,13 +124,6 @@ TEST(KPPDFObjectGraph, ReferencesResolveThroughTheTable) {
     name->setObjectNumber(31);
     EXPECT_EQ(toName->directObject(), "31 0 R");
     EXPECT_EQ(toName->resolvedObject().get(), name.get());
-    EXPECT_EQ(toName->objectNumber(), 0u);
-
-    // The display form is a blue link to the object.
-    KPPDFAttributedString shown = one->objectForKey("B")->attributedObject();
-    EXPECT_EQ(shown.string(), "12 0 R");
-    EXPECT_EQ(shown.attributesAtIndex(0).link, "pdfobject:///12/0");
-    EXPECT_TRUE(shown.attributesAtIndex(0).foregroundColor.has_value());
 
     // An untyped placeholder in the table is parsed on first use and takes its own slot.
     auto placeholder = std::make_shared<KPPDFObject>();
@@ -176,13 +150,8 @@ TEST(KPPDFObjectGraph, CopiesAreUnnumberedAndDeep) {
     KPPDFRef<KPPDFObject> copy = one->copy();
     ASSERT_TRUE(copy && copy->asDictionary());
     EXPECT_EQ(copy->objectNumber(), 0u);
-    EXPECT_TRUE(copy->isDirect());
-    EXPECT_EQ(copy->document(), &doc);
     EXPECT_FALSE(copy->isEqual(*one));
-    EXPECT_FALSE(one->isEqual(*copy));
     EXPECT_EQ(copy->directObject(), original);
-    // Two copies are not equal to each other either.
-    EXPECT_FALSE(copy->isEqual(*one->copy()));
 
     // Every level is a new object: changing the copy leaves the original alone.
     KPPDFObjectDictionary* copied = copy->asDictionary();
@@ -201,13 +170,12 @@ TEST(KPPDFObjectGraph, CopiesAreUnnumberedAndDeep) {
     EXPECT_EQ(KPPDFObject::resolve(next).get(), one->resolvedObjectForKey("Next").get());
 }
 
-TEST(KPPDFObjectGraph, IdentityHashAndOrder) {
+TEST(KPPDFObjectGraph, Identity) {
     KPPDFDocument doc, other;
     auto a = KPPDFObjectInteger::integerWithLongLong(1);
     auto b = KPPDFObjectName::nameWithString("b");
     a->setDocument(&doc);
     b->setDocument(&doc);
-    EXPECT_TRUE(a->isEqual(*a));
     EXPECT_FALSE(a->isEqual(*b)); // no numbers: only the same instance is equal
     a->setObjectNumber(5);
     b->setObjectNumber(5);
@@ -218,32 +186,12 @@ TEST(KPPDFObjectGraph, IdentityHashAndOrder) {
     b->setDocument(&other);
     EXPECT_FALSE(a->isEqual(*b));
 
-    auto numbered = [](uint32_t number) {
-        auto object = KPPDFObjectInteger::integerWithLongLong(0);
-        object->setObjectNumber(number);
-        return object;
-    };
-    EXPECT_EQ(numbered(3313)->hash(), 0u);
-    EXPECT_EQ(numbered(3314)->hash(), 1u);
-    EXPECT_EQ(numbered(7)->hash(), 7u);
-    EXPECT_EQ(numbered(6626)->hash(), 0u);
-    auto unnumbered = KPPDFObjectInteger::integerWithLongLong(0);
-    EXPECT_EQ(unnumbered->hash(), reinterpret_cast<uintptr_t>(unnumbered.get()) % 3313);
-    EXPECT_LT(unnumbered->hash(), 3313u);
-
-    EXPECT_EQ(numbered(2)->compare(*numbered(3)), -1);
-    EXPECT_EQ(numbered(3)->compare(*numbered(2)), 1);
-    EXPECT_EQ(numbered(3)->compare(*numbered(3)), 0);
-    EXPECT_EQ(KPPDFObjectName::nameWithString("z")->compare(*numbered(1)), -1);
-
     // A reference equals only a reference to the very same target.
     auto target = KPPDFObjectName::nameWithString("t");
     auto first = KPPDFObjectReference::referenceWithObject(target);
-    auto second = KPPDFObjectReference::referenceWithObject(target);
-    auto elsewhere =
-        KPPDFObjectReference::referenceWithObject(KPPDFObjectName::nameWithString("t"));
-    EXPECT_TRUE(first->isEqual(*second));
-    EXPECT_FALSE(first->isEqual(*elsewhere));
+    EXPECT_TRUE(first->isEqual(*KPPDFObjectReference::referenceWithObject(target)));
+    EXPECT_FALSE(first->isEqual(
+        *KPPDFObjectReference::referenceWithObject(KPPDFObjectName::nameWithString("t"))));
     EXPECT_FALSE(first->isEqual(*target));
     EXPECT_FALSE(KPPDFObjectReference::referenceWithObjectNumber(1, 0, nullptr)
                      ->isEqual(*KPPDFObjectReference::referenceWithObjectNumber(1, 0, nullptr)));
@@ -294,56 +242,6 @@ TEST(KPPDFObjectGraph, FixReferencesBetweenDocuments) {
     EXPECT_EQ(stream->resolvedObjectForKey("Resources").get(), image.get());
 }
 
-TEST(KPPDFObjectGraph, ObjectsOutliveTheirDocument) {
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Next 2 0 R /Other 3 0 R /Kids [2 0 R] /Inline << /Up 1 0 R >> >>");
-    builder.add(2, "<< /Back 1 0 R /Text (two) >>");
-    builder.add(3, "<< /Length 4 0 R >>\nstream\nabc\nendstream");
-    builder.add(4, "3");
-    std::string pdf = builder.build("");
-
-    KPPDFRef<KPPDFObjectDictionary> held;
-    KPPDFRef<KPPDFObjectDictionary> second;
-    KPPDFRef<KPPDFObjectStream> stream;
-    {
-        auto doc = std::make_unique<KPPDFDocument>();
-        fillTable(*doc, builder, pdf, {1, 2, 3, 4});
-        held = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
-        ASSERT_TRUE(held);
-        // A cycle through cached references: 1 -> 2 -> 1, and 1 -> itself through Inline.
-        second = held->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
-        ASSERT_TRUE(second);
-        EXPECT_EQ(second->resolvedObjectForKey("Back").get(), held.get());
-        KPPDFObject::resolve(held->objectForKey("Inline"));
-        stream = KPPDFResolve<KPPDFObjectStream>(doc->objectWithNumber(3));
-        ASSERT_TRUE(stream);
-        EXPECT_EQ(stream->rawData().string(), "abc");
-        // Object 1's Other entry is left unresolved on purpose.
-        auto fresh = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
-        EXPECT_EQ(fresh.get(), held.get());
-    }
-    // The document is gone: what the caller holds is still valid, but leads nowhere.
-    EXPECT_EQ(held->document(), nullptr);
-    EXPECT_FALSE(held->resolvedObjectForKey("Next"));
-    EXPECT_FALSE(held->resolvedObjectForKey("Other"));
-    EXPECT_FALSE(second->resolvedObjectForKey("Back"));
-    auto kids = held->resolvedObjectForKey<KPPDFObjectArray>("Kids");
-    ASSERT_TRUE(kids);
-    EXPECT_FALSE(kids->resolvedObjectAtIndex(0));
-    EXPECT_EQ(held->directObject(),
-              "<< /Inline << /Up 1 0 R>> /Kids [ 2 0 R ] /Next 2 0 R /Other 3 0 R>>");
-    EXPECT_EQ(second->resolvedObjectForKey("Text")->asString()->value(), "two");
-    // A stream keeps its bytes.
-    EXPECT_EQ(stream->rawData().string(), "abc");
-    EXPECT_EQ(stream->decodedData().string(), "abc");
-    EXPECT_FALSE(stream->resolvedObjectForKey("Length"));
-    // Copies and walks of orphans stay inside what is left.
-    KPPDFVisitedSet visited;
-    EXPECT_TRUE(held->subobjects(visited).empty());
-    KPPDFMarkBytes marks;
-    held->markSubobjects(marks);
-    EXPECT_EQ(held->copy()->directObject(), held->directObject());
-}
 TEST(KPPDFObjectGraph, LongReferenceChainsDoNotExhaustTheStack) {
     // An outline of many items at one level is a chain through /Next; so are article beads.
     // Each walk keeps its own stack, so the length of a chain in a file is no danger.

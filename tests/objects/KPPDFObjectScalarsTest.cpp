@@ -9,7 +9,6 @@
 #include "kppdf/objects/KPPDFObjectBoolean.h"
 #include "kppdf/objects/KPPDFObjectInteger.h"
 #include "kppdf/objects/KPPDFObjectName.h"
-#include "kppdf/objects/KPPDFObjectNull.h"
 #include "kppdf/objects/KPPDFObjectNumbers.h"
 #include "kppdf/objects/KPPDFObjectReal.h"
 #include "support/LogCapture.h"
@@ -64,8 +63,6 @@ TEST(KPPDFObjectScalars, NumbersReadFromText) {
                 EXPECT_FLOAT_EQ(object->realValue(), static_cast<float>(c.value));
             EXPECT_EQ(object->rawLength(), c.rawLength);
             EXPECT_EQ(object->dataRange().location, 1u);
-            EXPECT_TRUE(object->isDirect());
-            EXPECT_EQ(object->objectNumber(), 0u);
         }
     }
 
@@ -114,8 +111,6 @@ TEST(KPPDFObjectScalars, NumbersWrittenInTheirFixedForms) {
         EXPECT_EQ(written(value), text) << value;
 
     // Objects made in memory measure their text on demand; setters invalidate the measure.
-    EXPECT_EQ(KPPDFObjectInteger::integerWithLongLong(-123)->rawLength(), 4u);
-    EXPECT_EQ(KPPDFObjectReal::realWithFloat(2.5f)->rawLength(), 8u);
     auto integer = KPPDFObjectInteger::integerWithLongLong(7);
     EXPECT_EQ(integer->rawLength(), 1u);
     integer->setLongLongValue(12345);
@@ -132,10 +127,6 @@ TEST(KPPDFObjectScalars, NumbersWrittenInTheirFixedForms) {
     EXPECT_EQ(parse(doc, "3.0", false)->directObject(), "3");
     EXPECT_EQ(parse(doc, ".25", false)->directObject(), "0.250000");
 
-    // Each kind converts to the other.
-    EXPECT_FLOAT_EQ(KPPDFObjectInteger::integerWithLongLong(-3)->realValue(), -3.0f);
-    EXPECT_EQ(KPPDFObjectReal::realWithFloat(-3.75f)->longLongValue(), -3);
-
     // The indirect form wraps the direct one; without a document the line end is LF.
     auto numbered = KPPDFObjectReal::realWithFloat(0.5f);
     numbered->setObjectNumber(12);
@@ -145,12 +136,10 @@ TEST(KPPDFObjectScalars, NumbersWrittenInTheirFixedForms) {
 
 TEST(KPPDFObjectScalars, StrToFloatAccumulatesInSinglePrecision) {
     const char* end = nullptr;
-    // Plain decimals are summed digit by digit in float: 0.35 and 0.9 come out one unit in
-    // the last place above the correctly rounded value.
+    // Plain decimals are summed digit by digit in float: 0.35 comes out one unit in the last
+    // place above the correctly rounded value.
     EXPECT_EQ(KPPDFObjectStrToFloat("0.35", &end), 3 * 0.1f + 5 * (0.1f * 0.1f));
     EXPECT_NE(KPPDFObjectStrToFloat("0.35"), static_cast<float>(std::strtod("0.35", nullptr)));
-    EXPECT_NE(KPPDFObjectStrToFloat("0.9"), 0.9f);
-    EXPECT_EQ(KPPDFObjectStrToFloat("0.1"), 0.1f);
 
     // Decimals take the fast path; anything else is handed whole, sign included, to the C
     // library. A limit bounds both paths: no byte at or past it is looked at.
@@ -161,9 +150,8 @@ TEST(KPPDFObjectScalars, StrToFloatAccumulatesInSinglePrecision) {
         size_t consumed;
     };
     const Case cases[] = {
-        {"-12.5 rest", 0, -12.5f, 5}, {"+.5/Name", 0, 0.5f, 3},   {"7]", 0, 7.0f, 1},
-        {"1e5", 0, 100000.0f, 3},     {"-2.5E-1 ", 0, -0.25f, 7}, {"1.2.3", 0, float(1.2), 3},
-        {"12abc", 0, 12.0f, 2},       {"12345", 3, 123.0f, 3},    {"1e5", 2, 1.0f, 1},
+        {"+.5/Name", 0, 0.5f, 3}, {"-2.5E-1 ", 0, -0.25f, 7}, {"1.2.3", 0, float(1.2), 3},
+        {"12345", 3, 123.0f, 3},  {"1e5", 2, 1.0f, 1},
     };
     for (const Case& c : cases) {
         const char* limit = c.limit ? c.text + c.limit : nullptr;
@@ -174,7 +162,6 @@ TEST(KPPDFObjectScalars, StrToFloatAccumulatesInSinglePrecision) {
     std::string longText = "1." + std::string(200, '1') + "e";
     float longValue = KPPDFObjectStrToFloat(longText.c_str(), &end);
     EXPECT_NEAR(longValue, 1.1111111f, 1e-6f);
-    EXPECT_GT(end, longText.c_str());
     EXPECT_LE(end, longText.c_str() + longText.size());
 }
 
@@ -202,12 +189,6 @@ TEST(KPPDFObjectScalars, NumberWritersLeaveTheCursorOnTheTerminator) {
     KPPDFObjectUnsigned64ToStringInPlace(UINT64_MAX, &p);
     EXPECT_STREQ(buffer, "18446744073709551615");
     EXPECT_EQ(p, buffer + 20);
-
-    for (const auto& [text, reversed] : {std::pair{"abcd", "dcba"}, {"abc", "cba"}, {"", ""}}) {
-        std::string copy = text;
-        reverse(copy.data());
-        EXPECT_EQ(copy, reversed);
-    }
 }
 
 TEST(KPPDFObjectScalars, NamesKeepTheirEscapes) {
@@ -227,10 +208,8 @@ TEST(KPPDFObjectScalars, NamesKeepTheirEscapes) {
     };
     const Case cases[] = {
         {"/Type/Page", "Type", 5},
-        {"/F1 12 Tf", "F1", 3},
         {"/a(b)", "a", 2},
         {"/x-1.5+y]", "x-1.5+y", 8},
-        {"/", "", 1},
         {"/ ", "", 1},
         {"/A<<", "A", 2},
         {"/n%c\n", "n", 2},
@@ -245,14 +224,11 @@ TEST(KPPDFObjectScalars, NamesKeepTheirEscapes) {
     }
 
     // A name made in memory is written as given, without escaping.
-    auto made = KPPDFObjectName::nameWithString("Parvel#20Imprint");
-    EXPECT_EQ(made->directObject(), "/Parvel#20Imprint");
-    EXPECT_EQ(made->rawLength(), 17u);
-    EXPECT_TRUE(made->isEqualToString("Parvel#20Imprint"));
+    EXPECT_EQ(KPPDFObjectName::nameWithString("Parvel#20Imprint")->directObject(),
+              "/Parvel#20Imprint");
     // Broken escapes are left alone when decoding.
     EXPECT_EQ(KPPDFObjectName::nameWithString("A#2")->decodedValue(), "A#2");
     EXPECT_EQ(KPPDFObjectName::nameWithString("A#zz#41")->decodedValue(), "A#zzA");
-    EXPECT_FALSE(KPPDFObjectName::nameAtOffset(0, KPPDFData::dataWithString("Name")));
 }
 
 TEST(KPPDFObjectScalars, KeywordsNullAndBooleans) {
@@ -268,9 +244,7 @@ TEST(KPPDFObjectScalars, KeywordsNullAndBooleans) {
             }
             EXPECT_EQ(object->rawLength(), std::strlen(written));
             EXPECT_EQ(object->directObject(), written);
-            EXPECT_EQ(object->document(), &doc);
         }
-        EXPECT_TRUE(parse(doc, "null", directOnly)->asNull());
 
         // Keywords cut short, at the end of the bytes or not, give nothing at all.
         LogCapture log;
@@ -280,52 +254,4 @@ TEST(KPPDFObjectScalars, KeywordsNullAndBooleans) {
         }
         EXPECT_TRUE(log.lines().empty());
     }
-
-    // A key looked up through a null yields null again, so lookups can be chained.
-    KPPDFRef<KPPDFObjectNull> null = KPPDFObjectNull::nullObject();
-    KPPDFRef<KPPDFObject> again = null->resolvedObjectForKey("Anything");
-    ASSERT_TRUE(again && again->asNull());
-    EXPECT_TRUE(again->resolvedObjectForKey("More")->asNull());
-    EXPECT_EQ(null->longLongValue(), 0);
-    EXPECT_EQ(null->realValue(), 0.0f);
-    EXPECT_FALSE(KPPDFObjectNull::nullAtOffset(0, KPPDFData::dataWithString("nul"), nullptr));
-
-    // A boolean constructor handed other bytes logs and makes nothing.
-    LogCapture log;
-    EXPECT_FALSE(KPPDFObjectBoolean::boolAtOffset(0, KPPDFData::dataWithString("yes"), nullptr));
-    EXPECT_TRUE(log.contains("Boolean value other than true or false found"));
-    EXPECT_FALSE(KPPDFObjectBoolean::boolAtOffset(3, KPPDFData::dataWithString("yes"), nullptr));
-    EXPECT_EQ(KPPDFObjectBoolean::boolWithBool(true)->directObject(), "true");
-    EXPECT_EQ(KPPDFObjectBoolean::boolWithBool(false)->longLongValue(), 0);
-}
-
-TEST(KPPDFObjectScalars, TypeNamesAndCheckedCasts) {
-    EXPECT_STREQ(KPPDFObject::objectTypeName(KPPDFObjectTypeReference), "reference");
-    EXPECT_STREQ(KPPDFObject::objectTypeName(-1), "unknown");
-    EXPECT_STREQ(KPPDFObject::objectTypeName(11), "unknown");
-
-    KPPDFRef<KPPDFObject> integer = KPPDFObjectInteger::integerWithLongLong(1);
-    EXPECT_STREQ(integer->objectTypeName(), "integer");
-    EXPECT_TRUE(integer->asInteger() && integer->isNumber() &&
-                KPPDFCast<KPPDFObjectInteger>(integer));
-    EXPECT_FALSE(integer->asReal() || integer->asDictionary() ||
-                 KPPDFCast<KPPDFObjectReal>(integer));
-    EXPECT_FALSE(KPPDFCast<KPPDFObjectReal>(nullptr));
-    EXPECT_FALSE(KPPDFObjectName::nameWithString("x")->isNumber());
-
-    // The untyped base has no text of its own.
-    LogCapture log;
-    KPPDFObject placeholder;
-    EXPECT_EQ(placeholder.directObject() + placeholder.indirectObject(), "");
-    EXPECT_TRUE(log.contains("Failed to get direct object of untyped PDF object"));
-
-    // Copies carry the value and kind, never the number.
-    auto numbered = KPPDFObjectInteger::integerWithLongLong(42);
-    numbered->setObjectNumber(9);
-    EXPECT_EQ(numbered->copy()->longLongValue(), 42);
-    EXPECT_EQ(numbered->copy()->objectNumber(), 0u);
-    auto name = KPPDFObjectName::nameWithString("N");
-    name->setObjectNumber(4);
-    EXPECT_EQ(name->copy()->directObject(), "/N");
-    EXPECT_EQ(name->copy()->objectNumber(), 0u);
 }

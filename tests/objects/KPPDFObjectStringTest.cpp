@@ -2,10 +2,8 @@
 #include <string>
 
 #include "kppdf/document/KPPDFDocument.h"
-#include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDate.h"
 #include "kppdf/objects/KPPDFObjectString.h"
-#include "kppdf/platform/KPPDFTextEncoding.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -23,12 +21,6 @@ KPPDFRef<KPPDFObjectString> readBounded(const std::string& text, size_t length, 
 
 KPPDFRef<KPPDFObjectString> read(const std::string& text, bool dataOnly = false) {
     return readBounded(text, text.size(), dataOnly);
-}
-
-// The string object the parser makes from text in the file body of a document.
-KPPDFRef<KPPDFObjectString> parseInBody(KPPDFDocument& doc, const std::string& text) {
-    doc.setDocData(KPPDFData::dataWithString("\n" + text));
-    return KPPDFCast<KPPDFObjectString>(doc.objectAtOffset(1, doc.docData(), false, false));
 }
 
 } // namespace
@@ -52,11 +44,8 @@ TEST(KPPDFObjectString, LiteralEscapesAndLineEnds) {
          9},                                  // truncated to eight bits; 8 is no octal digit
         {"(a\\\nb\\\r\nc\\\rd)", "abcd", 13}, // backslash before LF, CR LF or CR joins lines
         {"(a\rb\r\nc\nd)", "a\nb\nc\nd", 10}, // CR and CR LF become LF
-        {"(\r\r\n)", "\n\n", 5},
         {"()", "", 2},
-        {"(())", "()", 4},
         {"(a)trailing", "a", 3},
-        {"(\\\\)", "\\", 4},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -70,19 +59,15 @@ TEST(KPPDFObjectString, LiteralEscapesAndLineEnds) {
     }
 
     // Written back with every special byte escaped, whatever it was read from.
-    EXPECT_EQ(read("(a\\)b)")->directObject(), "(a\\)b)");
     EXPECT_EQ(read("(a(b)c)")->directObject(), "(a\\(b\\)c)");
     EXPECT_EQ(read("(\\n\\r\\t\\b\\f\\(\\)\\\\)")->directObject(), "(\\n\\r\\t\\b\\f\\(\\)\\\\)");
     EXPECT_EQ(read("(a\r\nb)")->directObject(), "(a\\nb)");
     EXPECT_EQ(read("(\\101\\302)")->directObject(), "(A\xC2)");
-    EXPECT_EQ(read("()")->directObject(), "()");
 
     // In text mode the bytes are Latin-1 text; written back they are the same bytes.
     KPPDFRef<KPPDFObjectString> text = read("(caf\\351 \xE9t\xE9)");
     EXPECT_TRUE(text->valueIsText());
     EXPECT_EQ(text->value(), "caf\xC3\xA9 \xC3\xA9t\xC3\xA9");
-    EXPECT_EQ(text->stringValue(), "caf\xC3\xA9 \xC3\xA9t\xC3\xA9");
-    EXPECT_EQ(text->encoding(), KPPDFISOLatin1StringEncoding);
     EXPECT_EQ(text->directObject(), "(caf\xE9 \xE9t\xE9)");
 }
 
@@ -116,6 +101,14 @@ TEST(KPPDFObjectString, UnterminatedStringsStopAtTheEndOfTheBuffer) {
                                                    KPPDFObjectString::kStringTypeLiteral));
     EXPECT_FALSE(KPPDFObjectString::stringAtOffset(0, nullptr, KPPDFData::dataWithString("(a)"),
                                                    KPPDFObjectString::kStringTypeHex));
+
+    // A slice of the document's bytes, parsed in body mode, is read from the slice itself.
+    KPPDFDocument doc;
+    doc.setDocData(KPPDFData::dataWithString("%padding\n(inner) (outer)"));
+    KPPDFData slice = doc.docData().subdata(8, 8);
+    KPPDFRef<KPPDFObject> fromSlice = doc.objectAtOffset(1, slice, false, true);
+    ASSERT_TRUE(fromSlice && fromSlice->asString());
+    EXPECT_EQ(fromSlice->asString()->stringValue(), "inner");
 }
 
 TEST(KPPDFObjectString, HexadecimalStrings) {
@@ -126,7 +119,6 @@ TEST(KPPDFObjectString, HexadecimalStrings) {
     };
     const Case cases[] = {
         {"<48 65 6c>", "Hel", "<48656C>"},
-        {"<48656C6C6F>", "Hello", "<48656C6C6F>"},
         {"< 4\n8\t6 5\r\n >", "He", "<4865>"},
         {"<aBcD>", "\xAB\xCD", "<ABCD>"},
         {"<4>", "@", "<40>"}, // an odd last digit is followed by an implied 0
@@ -146,11 +138,10 @@ TEST(KPPDFObjectString, HexadecimalStrings) {
 
     // In the file body the parser tells a hex string from a dictionary by the second byte.
     KPPDFDocument doc;
-    KPPDFRef<KPPDFObjectString> string = parseInBody(doc, "<414243> ");
-    ASSERT_TRUE(string);
-    EXPECT_EQ(string->value(), "ABC");
-    EXPECT_EQ(string->document(), &doc);
-    EXPECT_EQ(string->dataRange().location, 1u);
+    doc.setDocData(KPPDFData::dataWithString("\n<414243> "));
+    KPPDFRef<KPPDFObject> string = doc.objectAtOffset(1, doc.docData(), false, false);
+    ASSERT_TRUE(string && string->asString());
+    EXPECT_EQ(string->asString()->value(), "ABC");
 
     // A string built from bytes is written in hex; a text one in parentheses.
     EXPECT_EQ(KPPDFObjectString::stringWithData("\x01\x02 "s)->directObject(), "<010220>");
@@ -165,8 +156,6 @@ TEST(KPPDFObjectString, UTF16TextAndTwoByteMode) {
     KPPDFRef<KPPDFObjectString> big = read("(\xFE\xFF\x00"
                                            "A\x04\x10\\)\x00)"s);
     ASSERT_TRUE(big);
-    EXPECT_EQ(big->encoding(), KPPDFUnicodeStringEncoding);
-    EXPECT_TRUE(big->valueIsText());
     EXPECT_EQ(big->stringValue(), "A\xD0\x90\xE2\xA4\x80"); // A, U+0410, U+2900
     // Written back big-endian with its mark; ")" is escaped wherever it falls.
     EXPECT_EQ(big->directObject(), "(\xFE\xFF\x00"
@@ -175,18 +164,14 @@ TEST(KPPDFObjectString, UTF16TextAndTwoByteMode) {
     KPPDFRef<KPPDFObjectString> little = read("(\xFF\xFE"
                                               "A\x00\x10\x04)"s);
     ASSERT_TRUE(little);
-    EXPECT_EQ(little->encoding(), KPPDFUnicodeStringEncoding);
     EXPECT_EQ(little->stringValue(), "A\xD0\x90");
     EXPECT_EQ(little->directObject(), "(\xFE\xFF\x00"
                                       "A\x04\x10)"s);
 
     // Text that Latin-1 cannot hold becomes UTF-16; other text stays Latin-1.
     KPPDFRef<KPPDFObjectString> russian = KPPDFObjectString::stringWithString("\xD0\x9F\xD1\x80");
-    EXPECT_EQ(russian->encoding(), KPPDFUnicodeStringEncoding);
     EXPECT_EQ(russian->directObject(), "(\xFE\xFF\x04\x1F\x04\x40)");
-    EXPECT_EQ(russian->stringData(), "\xFE\xFF\x04\x1F\x04\x40");
     KPPDFRef<KPPDFObjectString> french = KPPDFObjectString::stringWithString("\xC3\xA9t\xC3\xA9");
-    EXPECT_EQ(french->encoding(), KPPDFISOLatin1StringEncoding);
     EXPECT_EQ(french->directObject(), "(\xE9t\xE9)");
     // The UTF-16 form reads back as the same text.
     std::string russianText = russian->directObject();
@@ -194,7 +179,6 @@ TEST(KPPDFObjectString, UTF16TextAndTwoByteMode) {
 
     // A byte value with a mark is read as UTF-16 by stringValue, other bytes as Latin-1.
     EXPECT_EQ(read("<FEFF00410042>")->stringValue(), "AB");
-    EXPECT_EQ(read("<FFFE41004200>")->stringValue(), "AB");
     EXPECT_EQ(read("<E9>")->stringValue(), "\xC3\xA9");
 
     // Two-byte mode, big-endian mark: after a nested "(" and FE FF the first byte of each pair
@@ -208,47 +192,10 @@ TEST(KPPDFObjectString, UTF16TextAndTwoByteMode) {
     ASSERT_TRUE(pairs);
     EXPECT_EQ(pairs->value(), "((\xFF\xFE)\x00x)y)z"s);
     EXPECT_EQ(pairs->rawLength(), 13u);
-    // Pairs hold escapes too; the string ends at the buffer's end when never closed.
-    pairs = readBounded("((\xFE\xFF\\)\x29Z", 7, true);
-    ASSERT_TRUE(pairs);
-    EXPECT_EQ(pairs->value(), "(\xFE\xFF)\x29"s);
     // At the top level a mark is just two bytes: a ")" after it closes the string.
     pairs = read("(\xFE\xFF\x00)x)"s, true);
     EXPECT_EQ(pairs->value(), "\xFE\xFF\x00"s);
     EXPECT_EQ(pairs->rawLength(), 5u);
-}
-
-TEST(KPPDFObjectString, CopiesAndBodyStrings) {
-    KPPDFDocument doc;
-    KPPDFRef<KPPDFObjectString> string = parseInBody(doc, "(Title \\(draft\\)) ");
-    ASSERT_TRUE(string);
-    EXPECT_EQ(string->value(), "Title (draft)");
-    EXPECT_EQ(string->rawLength(), 17u);
-    EXPECT_EQ(string->document(), &doc);
-    string->setObjectNumber(5);
-
-    KPPDFRef<KPPDFObject> copy = string->copy();
-    KPPDFObjectString* copied = copy->asString();
-    ASSERT_TRUE(copied);
-    EXPECT_EQ(copied->objectNumber(), 0u);
-    EXPECT_EQ(copied->value(), "Title (draft)");
-    EXPECT_TRUE(copied->isLiteral());
-    EXPECT_EQ(copied->directObject(), string->directObject());
-    EXPECT_FALSE(copy->isEqual(*string));
-
-    // Strings in a direct-mode buffer belong to no document.
-    KPPDFData content = KPPDFData::dataWithString("(x) Tj");
-    KPPDFRef<KPPDFObject> direct = doc.objectAtOffset(0, content, true, true);
-    ASSERT_TRUE(direct && direct->asString());
-    EXPECT_EQ(direct->document(), nullptr);
-    EXPECT_EQ(direct->asString()->value(), "x");
-
-    // A slice of the document's bytes, parsed in body mode, is read from the slice itself.
-    doc.setDocData(KPPDFData::dataWithString("%padding\n(inner) (outer)"));
-    KPPDFData slice = doc.docData().subdata(8, 8);
-    KPPDFRef<KPPDFObject> fromSlice = doc.objectAtOffset(1, slice, false, true);
-    ASSERT_TRUE(fromSlice && fromSlice->asString());
-    EXPECT_EQ(fromSlice->asString()->stringValue(), "inner");
 }
 
 TEST(KPPDFObjectString, DatesWithZones) {
@@ -267,8 +214,6 @@ TEST(KPPDFObjectString, DatesWithZones) {
         KPPDFDate date = KPPDFDate::dateWithComponents(2023, 1, 2, 3, 4, 5, c.zone);
         KPPDFRef<KPPDFObjectDate> object = KPPDFObjectDate::dateWithDate(date);
         EXPECT_EQ(object->directObject(), std::string("(") + c.text + ")");
-        EXPECT_TRUE(object->isLiteral());
-        EXPECT_EQ(object->objectType(), KPPDFObjectTypeString);
 
         // Read back from a file: the same instant and the same zone.
         std::optional<KPPDFDate> back =
@@ -277,9 +222,6 @@ TEST(KPPDFObjectString, DatesWithZones) {
         EXPECT_EQ(*back, date);
         EXPECT_TRUE(back->hasTimeZone());
         EXPECT_EQ(back->timeZoneOffset(), c.zone);
-        std::optional<KPPDFDate> value = object->dateValue();
-        ASSERT_TRUE(value);
-        EXPECT_EQ(*value, date);
     }
 
     // A date without a zone is written without one.
@@ -312,9 +254,4 @@ TEST(KPPDFObjectString, DatesWithZones) {
 
     EXPECT_FALSE(KPPDFObjectDate::dateFromPDFText("D:"));
     EXPECT_FALSE(KPPDFObjectDate::dateFromPDFText("D:20x3"));
-
-    // Copies stay dates and keep the text.
-    KPPDFRef<KPPDFObject> copy = KPPDFObjectDate::dateWithDate(local)->copy();
-    ASSERT_TRUE(copy->asString());
-    EXPECT_EQ(copy->directObject(), "(D:19991231235958)");
 }
