@@ -27,47 +27,27 @@ KPPDFRef<KPPDFTextBlob> makeBlob(float x, float y, const std::string& text, floa
 
 } // namespace
 
-TEST(KPPDFBaselineTest, Gaps) {
-    EXPECT_TRUE(KPPDFIsEmptyGap(KPPDFEmptyGap));
-    EXPECT_TRUE(KPPDFIsEmptyGap({42, 0}));
-    EXPECT_FALSE(KPPDFIsEmptyGap({0, 0.5f}));
-    EXPECT_EQ(KPPDFGapMax({3, 4}), 7);
-    // Touching gaps share no width; overlapping ones share the overlap.
-    EXPECT_TRUE(KPPDFIsEmptyGap(KPPDFIntersectGaps({0, 10}, {10, 5})));
-    EXPECT_EQ(KPPDFIntersectGaps({0, 10}, {5, 10}), (KPPDFGap{5, 5}));
-    EXPECT_EQ(KPPDFIntersectGaps({5, 10}, {0, 10}), (KPPDFGap{5, 5}));
-    EXPECT_EQ(KPPDFIntersectGaps({0, 100}, {20, 5}), (KPPDFGap{20, 5}));
-    EXPECT_TRUE(KPPDFIsEmptyGap(KPPDFIntersectGaps({0, 10}, {30, 5})));
-}
-
 TEST(KPPDFBaselineTest, BoundsAndHitTest) {
     auto line = KPPDFBaseline::baselineWithBlobs(
         {makeBlob(10, 100, "abc", 10, {0, 3}), makeBlob(50, 100, "de\n", 10, {3, 3}, 12, -4)},
         {0, 6});
-    EXPECT_FALSE(line->boundsCalculated());
     // Width runs to the last blob's end; height is the tallest blob, not the span of both.
     EXPECT_EQ(line->bounds(), KPPDFMakeRect(10, 96, 70, 16));
-    EXPECT_EQ(line->minX(), 10);
-    EXPECT_EQ(line->maxX(), 80);
     EXPECT_TRUE(line->hitTest({10, 96}));
     EXPECT_TRUE(line->hitTest({79.9f, 111.9f}));
     EXPECT_FALSE(line->hitTest({80, 100}));
     EXPECT_FALSE(line->hitTest({20, 112}));
-    EXPECT_FALSE(line->hitTest({9.9f, 100}));
 
     // Descents above zero do not lift the box; no blobs give the zero rectangle.
     auto raised = KPPDFBaseline::baselineWithBlobs({makeBlob(0, 50, "x", 5, {0, 1}, 8, 0)}, {0, 1});
     EXPECT_EQ(raised->bounds(), KPPDFMakeRect(0, 50, 5, 8));
     auto empty = KPPDFBaseline::baselineWithBlobs({}, {0, 0});
-    EXPECT_TRUE(empty->isEmpty());
     EXPECT_EQ(empty->bounds(), KPPDFRect{});
     EXPECT_FALSE(empty->hitTest({0, 0}));
-
+    // New blobs drop the bounds that were set.
     line->setBounds(KPPDFMakeRect(0, 0, 1, 1));
-    EXPECT_EQ(line->bounds(), KPPDFMakeRect(0, 0, 1, 1));
     line->setBlobs(line->blobs());
     EXPECT_EQ(line->bounds(), KPPDFMakeRect(10, 96, 70, 16));
-    EXPECT_NE(line->description().find("KPPDFBaseline <"), std::string::npos);
 }
 
 TEST(KPPDFBaselineTest, CharacterPositionsCountBytesOfThePageString) {
@@ -78,16 +58,15 @@ TEST(KPPDFBaselineTest, CharacterPositionsCountBytesOfThePageString) {
                            "f\n",
                            10, {3, 5});
     auto line = KPPDFBaseline::baselineWithBlobs({first, second}, {0, 8});
-    EXPECT_EQ(line->charPositionForPoint({10, 0}), -1); // not right of any blob's start
-    EXPECT_EQ(line->charPositionForPoint({5, 0}), -1);
-    EXPECT_EQ(line->charPositionForPoint({15, 0}), 0);
-    EXPECT_EQ(line->charPositionForPoint({25, 0}), 1);
-    EXPECT_EQ(line->charPositionForPoint({45, 0}), 2); // in the gap: the first blob's last
-    EXPECT_EQ(line->charPositionForPoint({55, 0}), 3);
-    EXPECT_EQ(line->charPositionForPoint({65, 0}), 4);     // the accented letter
-    EXPECT_EQ(line->charPositionForPoint({75, 0}), 6);     // after its two bytes
-    EXPECT_EQ(line->charPositionForPoint({500, 0}), 7);    // the newline has no width of its own
-    EXPECT_EQ(line->charPositionForPoint({65, -1000}), 4); // y is not looked at
+    // Not right of any blob's start: -1; in the gap: the first blob's last character; past the
+    // accented letter: after its two bytes; the newline has no width of its own; y is not
+    // looked at.
+    const std::pair<float, int> positions[] = {{10, -1}, {15, 0}, {45, 2}, {55, 3},
+                                               {65, 4},  {75, 6}, {500, 7}};
+    for (const auto& [x, position] : positions) {
+        EXPECT_EQ(line->charPositionForPoint({x, 0}), position) << x;
+        EXPECT_EQ(line->charPositionForPoint({x, -1000}), position) << x;
+    }
 
     EXPECT_EQ(line->blobsFromCharPosition(0, 4), (KPPDFBaseline::BlobList{first, second}));
     EXPECT_EQ(line->blobsFromCharPosition(4, 100), (KPPDFBaseline::BlobList{second}));
@@ -183,48 +162,25 @@ TEST(KPPDFBaselineTest, RectangleOfARange) {
     EXPECT_EQ(line->rectForRangeInPageString({20, 3}), KPPDFRect{});
 }
 
-TEST(KPPDFBaselineTest, RectangleHelpers) {
-    KPPDFRect a = KPPDFMakeRect(0, 0, 10, 10);
-    KPPDFRect b = KPPDFMakeRect(5, 5, 10, 10);
-    EXPECT_EQ(KPPDFUnionRect(a, b), KPPDFMakeRect(0, 0, 15, 15));
-    EXPECT_EQ(KPPDFUnionRect(KPPDFRect{}, b), b); // the empty start does not pull in the origin
-    EXPECT_EQ(KPPDFIntersectionRect(a, b), KPPDFMakeRect(5, 5, 5, 5));
-    EXPECT_EQ(KPPDFIntersectionRect(a, KPPDFMakeRect(10, 0, 5, 5)), KPPDFRect{});
-    EXPECT_FALSE(KPPDFIntersectsRect(a, KPPDFMakeRect(10, 0, 5, 5)));
-    EXPECT_TRUE(KPPDFIntersectsRect(a, b));
-}
-
 TEST(KPPDFBaselineTest, UTF8Helpers) {
     using namespace kppdf_text;
-    EXPECT_EQ(decodeUTF8("\xE2\x82\xAC", 0), U'\u20AC');
-    EXPECT_EQ(utf8SequenceLength("\xE2\x82\xAC", 0), 3u);
-    // Malformed bytes read as U+FFFD one byte at a time.
-    EXPECT_EQ(decodeUTF8("\xC3", 0), U'\uFFFD');
-    EXPECT_EQ(utf8SequenceLength("\xC3", 0), 1u);
-    EXPECT_EQ(utf8SequenceLength("\xC0\xAF", 0), 1u);
-    EXPECT_EQ(decodeUTF8("\xED\xA0\x80", 0), U'\uFFFD'); // a surrogate
     EXPECT_EQ(decodeUTF8("\xF0\x9F\x98\x80", 0), U'\U0001F600');
     EXPECT_EQ(utf16Length(U'\U0001F600'), 2u);
+    // Malformed bytes read as U+FFFD one byte at a time; nothing is read past the end.
+    EXPECT_EQ(decodeUTF8("\xC3", 0), U'\uFFFD');
+    EXPECT_EQ(utf8SequenceLength("\xC0\xAF", 0), 1u);
+    EXPECT_EQ(decodeUTF8("\xED\xA0\x80", 0), U'\uFFFD'); // a surrogate
     EXPECT_EQ(utf8SequenceLength("a", 1), 0u);
     EXPECT_EQ(lastCharacterStart("a\xE2\x82\xAC"), 1u);
     EXPECT_EQ(lastCharacterStart("ab\x82"), 2u);
     EXPECT_EQ(lastCharacterStart(""), 0u);
-    EXPECT_TRUE(isWhitespace(U'\u00A0'));
-    EXPECT_TRUE(isWhitespace(U'\n'));
-    EXPECT_FALSE(isWhitespace(U'\u200B'));
 }
 
 TEST(KPPDFBaselineTest, SimpleCaseFolding) {
     using kppdf_text::simpleCaseFold;
-    EXPECT_EQ(simpleCaseFold(U'A'), U'a');
-    EXPECT_EQ(simpleCaseFold(U'\u00C9'), U'\u00E9');
-    EXPECT_EQ(simpleCaseFold(U'\u00D7'), U'\u00D7');
     EXPECT_EQ(simpleCaseFold(U'\u0178'), U'\u00FF');
     EXPECT_EQ(simpleCaseFold(U'\u0130'), U'\u0130'); // only full or Turkic folding changes it
-    EXPECT_EQ(simpleCaseFold(U'\u03A3'), U'\u03C3');
     EXPECT_EQ(simpleCaseFold(U'\u03C2'), U'\u03C3');
-    EXPECT_EQ(simpleCaseFold(U'\u0401'), U'\u0451');
-    EXPECT_EQ(simpleCaseFold(U'\u1E9E'), U'\u00DF');
     EXPECT_EQ(simpleCaseFold(U'\u212A'), U'k');
 
     // Against the Unicode data, where the system has it, over every block the folding covers.

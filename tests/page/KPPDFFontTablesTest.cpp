@@ -37,30 +37,11 @@ TEST(KPPDFFontTablesEncodings, CodesOfTheBaseEncodings) {
     };
     using enum Encoding;
     const Code codes[] = {
-        {kWinAnsi, 0x80, "Euro", 0x20AC},
-        {kWinAnsi, 0x27, "quotesingle", 0x27},
-        {kWinAnsi, 0xA0, "space", 0x20},
-        {kMacRoman, 0xA5, "bullet", 0x2022},
-        {kMacRoman, 0x80, "Adieresis", 0xC4},
-        {kMacRoman, 0xDB, "currency", 0xA4},
-        {kMacRoman, 0xE4, "perthousand", 0x2030},
-        {kMacRoman, 0xAD, "", 0},
-        {kMacRoman, 0xB9, "", 0},
-        {kStandard, 0x27, "quoteright", 0x2019},
-        {kStandard, 0x60, "quoteleft", 0x2018},
-        {kStandard, 0xA4, "fraction", 0x2044},
-        {kStandard, 0x20, "space", 0x20},
-        {kStandard, 0x80, "", 0},
-        {kStandard, 0xA0, "", 0},
-        {kPDFDoc, 0x18, "breve", 0x2D8},
-        {kPDFDoc, 0xA0, "Euro", 0x20AC},
-        {kMacExpert, 0x61, "Asmall", 0xF761},
-        {kSymbol, 0x61, "alpha", 0x3B1},
-        {kSymbol, 0xA0, "Euro", 0x20AC},
-        {kSymbol, 0xFE, "bracerightbt", 0xF8FE},
-        {kZapfDingbats, 0x21, "a1", 0x2701},
-        {kZapfDingbats, 0xFE, "a191", 0x27BE},
-        {kZapfDingbats, 0x20, "space", 0x20},
+        {kWinAnsi, 0x80, "Euro", 0x20AC},        {kWinAnsi, 0xA0, "space", 0x20},
+        {kMacRoman, 0xDB, "currency", 0xA4},     {kMacRoman, 0xB9, "", 0},
+        {kStandard, 0x27, "quoteright", 0x2019}, {kStandard, 0x80, "", 0},
+        {kPDFDoc, 0x18, "breve", 0x2D8},         {kMacExpert, 0x61, "Asmall", 0xF761},
+        {kSymbol, 0xFE, "bracerightbt", 0xF8FE}, {kZapfDingbats, 0xFE, "a191", 0x27BE},
     };
     for (const Code& c : codes) {
         SCOPED_TRACE(std::string(encodingName(c.encoding)) + " " + std::to_string(c.code));
@@ -69,48 +50,29 @@ TEST(KPPDFFontTablesEncodings, CodesOfTheBaseEncodings) {
     }
 
     // Control codes map to themselves in the platform encodings only; WinAnsi's unused codes
-    // are bullets (ISO 32000-1, Annex D.2).
+    // are bullets.
     for (int code = 0; code < 32; ++code) {
         EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[code], code);
         EXPECT_EQ(encodingUnicode(Encoding::kMacRoman)[code], code);
         EXPECT_EQ(encodingUnicode(Encoding::kStandard)[code], 0);
     }
-    for (int code : {127, 129, 141, 143, 144, 149, 157})
+    for (int code : {127, 129, 157})
         EXPECT_EQ(encodingUnicode(Encoding::kWinAnsi)[code], 0x2022) << code;
     EXPECT_EQ(encodingUnicode(Encoding::kPDFDoc)[0x0A], 0x0A);
     EXPECT_EQ(encodingUnicode(Encoding::kPDFDoc)[0x01], 0);
 
-    // By name.
-    Encoding encoding;
-    ASSERT_TRUE(encodingForName("MacRomanEncoding", &encoding));
-    EXPECT_EQ(encoding, Encoding::kMacRoman);
-    for (size_t i = 0; i < kEncodingCount; ++i) {
-        ASSERT_TRUE(encodingForName(encodingName(Encoding(i)), &encoding));
-        EXPECT_EQ(size_t(encoding), i);
-    }
+    // By name (the fonts' own names: KPPDFFont.NamedEncodingsDecode).
     EXPECT_EQ(encodingByName("WinAnsiEncoding"), encodingGlyphs(Encoding::kWinAnsi));
-    EXPECT_EQ(encodingByName("Identity-H"), nullptr);
     EXPECT_EQ(encodingByName("WinAnsi"), nullptr);
-    EXPECT_EQ(encodingByName(""), nullptr);
 }
 
 TEST(KPPDFFontTablesEncodings, PDFDocDifferencesOverStandard) {
+    // In code order (their runs as written: KPPDFFont.FontsTheLibraryWrites). Applied to the
+    // standard encoding they give PDFDocEncoding from 24 on (173 stays empty).
     std::span<const EncodingDifference> differences = pdfDocDifferences();
     ASSERT_FALSE(differences.empty());
-    std::vector<int> runStarts;
-    int previous = -2;
-    for (const EncodingDifference& d : differences) {
-        ASSERT_GT(int(d.code), previous);
-        if (d.code != previous + 1)
-            runStarts.push_back(d.code);
-        previous = d.code;
-    }
-    EXPECT_EQ(runStarts, (std::vector<int>{24, 39, 96, 128, 160, 164, 166, 168, 172, 183, 192}));
-    EXPECT_EQ(glyphName(differences.front().glyph), "breve");
-    EXPECT_EQ(differences.back().code, 255);
-    EXPECT_EQ(glyphName(differences.back().glyph), "ydieresis");
-
-    // Applied to the standard encoding they give PDFDocEncoding from 24 on (173 stays empty).
+    for (size_t i = 1; i < differences.size(); ++i)
+        ASSERT_GT(differences[i].code, differences[i - 1].code);
     const GlyphIndex* standard = encodingGlyphs(Encoding::kStandard);
     std::vector<GlyphIndex> table(standard, standard + 256);
     for (const EncodingDifference& d : differences)
@@ -125,57 +87,35 @@ TEST(KPPDFFontTablesGlyphNames, NamesToUnicode) {
     // A glyph list entry with two code points keeps both; surrogates, values beyond Unicode,
     // digit counts other than four (uni) or four to six (u) and unknown names give nothing.
     // Suffixes are dropped and ligature components joined.
-    const std::pair<const char*, std::u32string> names[] = {{"A", U"A"},
-                                                            {"Aacute", U"\u00C1"},
-                                                            {"fi", U"\uFB01"},
-                                                            {"Euro", U"\u20AC"},
-                                                            {"space", U" "},
-                                                            {"dalethatafpatah", U"\u05D3\u05B2"},
-                                                            {"uni20AC", U"\u20AC"},
-                                                            {"uni20ac", U"\u20AC"},
-                                                            {"uni00410042", U"AB"},
-                                                            {"u1F600", U"\U0001F600"},
-                                                            {"u0041", U"A"},
-                                                            {"u10FFFF", U"\U0010FFFF"},
-                                                            {"uniD83D", U""},
-                                                            {"uD800", U""},
-                                                            {"u110000", U""},
-                                                            {"uni20A", U""},
-                                                            {"u1F6000", U""},
-                                                            {"uniGGGG", U""},
-                                                            {"a.sc", U"a"},
-                                                            {"uni0041.alt", U"A"},
-                                                            {"f_i", U"fi"},
-                                                            {"f_f_l.liga", U"ffl"},
-                                                            {"f__i", U"fi"},
-                                                            {"unknownglyph", U""},
-                                                            {".notdef", U""},
-                                                            {"", U""},
-                                                            {".", U""}};
+    const std::pair<const char*, std::u32string> names[] = {
+        {"Aacute", U"\u00C1"},     {"dalethatafpatah", U"\u05D3\u05B2"},
+        {"uni20ac", U"\u20AC"},    {"uni00410042", U"AB"},
+        {"u1F600", U"\U0001F600"}, {"u10FFFF", U"\U0010FFFF"},
+        {"uniD83D", U""},          {"u110000", U""},
+        {"uni20A", U""},           {"u1F6000", U""},
+        {"uniGGGG", U""},          {"uni0041.alt", U"A"},
+        {"f_f_l.liga", U"ffl"},    {"f__i", U"fi"},
+        {"unknownglyph", U""},     {".", U""}};
     for (const auto& [name, unicode] : names)
         EXPECT_EQ(unicodeOf(name), unicode) << name;
+    // Appends, and only on success.
     std::u32string out = U"x";
     EXPECT_FALSE(glyphNameToUnicode("unknownglyph", &out));
-    EXPECT_EQ(out, U"x");
     EXPECT_TRUE(glyphNameToUnicode("B", &out));
     EXPECT_EQ(out, U"xB");
 
     // Zapf Dingbats names only with the flag.
     EXPECT_EQ(unicodeOf("a1"), U"");
-    EXPECT_EQ(unicodeOf("a1", true), U"\u2701");
     EXPECT_EQ(unicodeOf("a206", true), U"\u2770");
     EXPECT_EQ(unicodeOf("a207", true), U"");
-    EXPECT_EQ(unicodeOf("a", true), U"a");
     EXPECT_EQ(unicodeOf("A", true), U"A");
 
     // The bounded form writes no more than asked.
     char32_t buffer[2] = {0, 0};
     EXPECT_EQ(glyphNameToUnicode("uni004100420043", buffer, 2), 2u);
-    EXPECT_EQ(buffer[0], U'A');
     EXPECT_EQ(buffer[1], U'B');
     EXPECT_EQ(glyphNameToUnicode("dalethatafpatah", buffer, 1), 1u);
     EXPECT_EQ(buffer[0], U'\u05D3');
-    EXPECT_EQ(glyphNameToUnicode("A", buffer, 0), 0u);
     // A long name costs no more than its length.
     std::string longName = "uni";
     for (int i = 0; i < 1000; ++i)
@@ -183,90 +123,53 @@ TEST(KPPDFFontTablesGlyphNames, NamesToUnicode) {
     EXPECT_EQ(glyphNameToUnicode(longName, buffer, 2), 2u);
     EXPECT_EQ(unicodeOf(longName).size(), 1000u);
 
-    // The plain list lookup the encodings are built with.
+    // The plain list lookup the encodings are built with takes no suffixes.
     GlyphIndex index = 0;
-    ASSERT_TRUE(findGlyph("quoteright", &index));
-    EXPECT_EQ(glyphUnicode(index), 0x2019);
-    EXPECT_EQ(glyphUnicode(kNotDefGlyph), 0);
-    EXPECT_EQ(glyphName(kNotDefGlyph), ".notdef");
     EXPECT_FALSE(findGlyph("quoteright.alt", &index));
-    EXPECT_FALSE(findGlyph("", &index));
     EXPECT_EQ(glyphName(GlyphIndex(glyphCount())), "");
 }
 
 TEST(KPPDFFontTablesStandardFonts, Metrics) {
     const KPPDFStandardFontMetrics* helvetica = standardFontMetrics("Helvetica");
     ASSERT_NE(helvetica, nullptr);
-    EXPECT_EQ(standardFontWidth(helvetica, "A"), 667);
     bool found = false;
     EXPECT_EQ(standardFontWidth(helvetica, "space", &found), 278);
     EXPECT_TRUE(found);
-    EXPECT_EQ(standardFontWidth(helvetica, "fraction"), 167);
     EXPECT_EQ(standardFontWidth(helvetica, "alpha", &found), 0);
     EXPECT_FALSE(found);
-    EXPECT_EQ(standardFontWidth(helvetica, "nosuchglyph", &found), 0);
-    EXPECT_FALSE(found);
-    EXPECT_EQ(standardFontWidthForUnicode(helvetica, U'A'), 667);
     EXPECT_EQ(standardFontWidthForUnicode(helvetica, 0x20AC), 556);
-    EXPECT_EQ(standardFontWidthForUnicode(helvetica, 0x1F600, &found), 0);
-    EXPECT_FALSE(found);
     EXPECT_EQ(standardFontWidthForCode(helvetica, 0x27), 222); // quoteright
     EXPECT_EQ(standardFontWidthForCode(helvetica, 0xA0, &found), 0);
     EXPECT_FALSE(found);
-    EXPECT_EQ(helvetica->fontClass, FontClass::kSansSerif);
-    EXPECT_EQ(helvetica->flags, kFontFlagNonsymbolic);
-    EXPECT_STREQ(helvetica->abbreviation, "Helv");
-    EXPECT_EQ(helvetica->builtinEncoding, Encoding::kStandard);
     EXPECT_EQ(standardFontWidth(nullptr, "A", &found), 0);
-    EXPECT_FALSE(found);
-
     const KPPDFStandardFontMetrics* times = standardFontMetrics("Times-Roman");
     ASSERT_NE(times, nullptr);
     EXPECT_EQ(times->ascent, 683);
     EXPECT_EQ(times->descent, -217);
-    EXPECT_EQ(times->fontClass, FontClass::kSerif);
-    EXPECT_TRUE(times->flags & kFontFlagSerif);
-    EXPECT_EQ(standardFontWidth(times, "A"), 722);
-    const KPPDFStandardFontMetrics* timesItalic = standardFontMetrics("Times-Italic");
-    ASSERT_NE(timesItalic, nullptr);
-    EXPECT_TRUE(timesItalic->italic);
-    EXPECT_TRUE(timesItalic->flags & kFontFlagItalic);
-    EXPECT_LT(timesItalic->italicAngle, 0);
-    EXPECT_STREQ(timesItalic->abbreviation, "TiOb");
 
     // Every Courier glyph is 600 wide.
     for (const char* name : {"Courier", "Courier-Bold", "Courier-Oblique", "Courier-BoldOblique"}) {
         const KPPDFStandardFontMetrics* courier = standardFontMetrics(name);
         ASSERT_NE(courier, nullptr) << name;
-        EXPECT_TRUE(courier->flags & kFontFlagFixedPitch);
-        EXPECT_EQ(courier->fontClass, FontClass::kFixedPitch);
         ASSERT_GT(courier->glyphWidthCount, 200);
         for (uint16_t i = 0; i < courier->glyphWidthCount; ++i)
             EXPECT_EQ(courier->glyphWidths[i].width, 600)
                 << glyphName(courier->glyphWidths[i].glyph);
     }
 
+    // The symbol fonts measure codes through their own encodings.
     const KPPDFStandardFontMetrics* symbol = standardFontMetrics("Symbol");
     ASSERT_NE(symbol, nullptr);
-    EXPECT_EQ(symbol->builtinEncoding, Encoding::kSymbol);
-    EXPECT_EQ(symbol->flags, kFontFlagSymbolic);
-    EXPECT_EQ(standardFontWidth(symbol, "alpha"), 631);
     EXPECT_EQ(standardFontWidthForCode(symbol, 0x61), 631);
     EXPECT_EQ(standardFontWidthForUnicode(symbol, 0x03B1), 631);
-    // No Ascender in the symbol fonts' metrics: the box stands in.
-    EXPECT_EQ(symbol->ascent, symbol->bbox[3]);
-    EXPECT_EQ(symbol->descent, symbol->bbox[1]);
-    EXPECT_GT(symbol->ascent, 0);
-    EXPECT_LT(symbol->descent, 0);
-
     const KPPDFStandardFontMetrics* dingbats = standardFontMetrics("ZapfDingbats");
     ASSERT_NE(dingbats, nullptr);
-    EXPECT_EQ(dingbats->builtinEncoding, Encoding::kZapfDingbats);
-    EXPECT_EQ(standardFontWidth(dingbats, "a1"), 974);
     EXPECT_EQ(standardFontWidthForCode(dingbats, 0x21), 974);
     EXPECT_EQ(standardFontWidthForUnicode(dingbats, 0x2701), 974);
 
-    // Boxes are boxes.
+    // No Ascender in the symbol fonts' metrics: the box stands in. Boxes are boxes.
+    EXPECT_EQ(symbol->ascent, symbol->bbox[3]);
+    EXPECT_EQ(symbol->descent, symbol->bbox[1]);
     for (const KPPDFStandardFontMetrics& font : standardFonts()) {
         EXPECT_LT(font.bbox[0], font.bbox[2]) << font.name;
         EXPECT_LT(font.bbox[1], font.bbox[3]) << font.name;
@@ -278,26 +181,15 @@ TEST(KPPDFFontTablesStandardFonts, Metrics) {
 TEST(KPPDFFontTablesStandardFonts, NameResolution) {
     // The fixed table.
     const std::pair<const char*, const char*> table[] = {
-        {"Helvetica", "Helvetica"},
-        {"Arial", "Helvetica"},
         {"ArialMT", "Helvetica"},
-        {"Arial,Bold", "Helvetica-Bold"},
         {"Arial-BoldMT", "Helvetica-Bold"},
         {"Helvetica,Italic", "Helvetica-Oblique"},
-        {"Helvetica-Italic", "Helvetica-Oblique"},
         {"Arial,BoldItalic", "Helvetica-BoldOblique"},
-        {"TimesNewRoman", "Times-Roman"},
         {"Times New Roman", "Times-Roman"},
-        {"Times", "Times-Roman"},
-        {"TimesNewRoman,Bold", "Times-Bold"},
         {"TimesNewRomanPS-ItalicMT", "Times-Italic"},
         {"TimesNewRoman,BoldItalic", "Times-BoldItalic"},
-        {"CourierNew", "Courier"},
-        {"CourierNew,Italic", "Courier-Oblique"},
         {"CourierNewPS-BoldMT", "Courier-Bold"},
-        {"Courier,BoldItalic", "Courier-BoldOblique"},
-        {"Symbol", "Symbol"},
-        {"ZapfDingbats", "ZapfDingbats"}};
+        {"Courier,BoldItalic", "Courier-BoldOblique"}};
     for (const auto& [alias, standard] : table) {
         EXPECT_EQ(fontName(normalizedStandardFont(alias)), standard) << alias;
         EXPECT_EQ(fontName(standardFontMetrics(alias)), standard) << alias;
@@ -306,25 +198,19 @@ TEST(KPPDFFontTablesStandardFonts, NameResolution) {
     // Beyond the table, as readers resolve names.
     const std::pair<const char*, const char*> lenient[] = {
         {"ABCDEF+Arial-BoldMT", "Helvetica-Bold"},
-        {"ABCDEF+Helvetica", "Helvetica"},
         {"ArialMT,Bold", "Helvetica-Bold"},
         {"Arial Bold Italic", "Helvetica-BoldOblique"},
-        {"ArialBold", "Helvetica-Bold"},
-        {"Helvetica-BoldItalicMT", "Helvetica-BoldOblique"},
         {"TimesNewRomanPSMT,Italic", "Times-Italic"},
         {"Times-Roman,Bold", "Times-Bold"},
-        {"TimesRoman", "Times-Roman"},
-        {"CourierNewPSMT", "Courier"},
         {"Courier-Italic", "Courier-Oblique"},
-        {"SymbolMT", "Symbol"},
         {"Symbol,Bold", "Symbol"}};
     for (const auto& [alias, standard] : lenient) {
         EXPECT_EQ(normalizedStandardFont(alias), nullptr) << alias;
         EXPECT_EQ(fontName(standardFontMetrics(alias)), standard) << alias;
     }
 
-    for (const char* other : {"Verdana", "Arial-Black", "ArialNarrow", "Helvetica-Narrow",
-                              "helvetica", "", "+Arial", "abcdef+Arial", "Cour"})
+    for (const char* other :
+         {"Verdana", "Arial-Black", "Helvetica-Narrow", "helvetica", "", "abcdef+Arial", "Cour"})
         EXPECT_EQ(standardFontMetrics(other), nullptr) << other;
     EXPECT_EQ(standardFontMetrics(std::string(4000, 'A')), nullptr);
 
@@ -336,14 +222,10 @@ TEST(KPPDFFontTablesStandardFonts, NameResolution) {
         EXPECT_EQ(normalizedStandardFont(font.name), &font);
     }
     EXPECT_EQ(abbreviations.size(), 14u);
-    EXPECT_EQ(fontName(standardFontForAbbreviation("HeBo")), "Helvetica-Bold");
-    EXPECT_EQ(fontName(standardFontForAbbreviation("ZaDb")), "ZapfDingbats");
     EXPECT_EQ(standardFontForAbbreviation("Helvetica"), nullptr);
 
     // Stand-ins by class.
     EXPECT_EQ(fontName(standardFontForClass(FontClass::kSerif, true, true)), "Times-BoldItalic");
-    EXPECT_EQ(fontName(standardFontForClass(FontClass::kSansSerif, false, true)),
-              "Helvetica-Oblique");
     EXPECT_EQ(fontName(standardFontForClass(FontClass::kFixedPitch, false, false)), "Courier");
     EXPECT_EQ(fontName(standardFontForClass(FontClass::kSymbolic, true, false)), "Symbol");
 }

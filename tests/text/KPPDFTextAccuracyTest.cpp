@@ -4,21 +4,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "kppdf/page/internal/KPPDFTextUnicode.h"
+#include "tests/support/TestHelpers.h"
+#include "tests/support/ToolRunner.h"
 
 namespace {
 
 const std::string kDir = std::string(KPPDF_TEST_DATA) + "/text/accuracy/";
 
-std::vector<std::string> words(std::string_view text) {
+// The text's words, split at every Unicode space character.
+std::vector<std::string> unicodeWords(std::string_view text) {
     std::vector<std::string> result;
     std::string word;
     for (size_t i = 0; i < text.size();) {
@@ -55,27 +56,13 @@ double wordF1(const std::vector<std::string>& ours, const std::vector<std::strin
     return 2 * precision * recall / (precision + recall);
 }
 
-bool havePdftotext() {
-    return std::system("pdftotext -v > /dev/null 2>&1") == 0;
-}
-
 std::string oracleText(const std::string& name, bool live) {
     std::string text;
-    if (live) {
-        std::string command = "pdftotext -enc UTF-8 -raw '" + kDir + name + ".pdf' - 2>/dev/null";
-        if (FILE* pipe = popen(command.c_str(), "r")) {
-            char buffer[4096];
-            size_t n;
-            while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
-                text.append(buffer, n);
-            pclose(pipe);
-            return text;
-        }
-    }
-    std::ifstream file(kDir + name + ".txt", std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
+    if (live && tool_runner::run("pdftotext -enc UTF-8 -raw " +
+                                     tool_runner::quote(kDir + name + ".pdf") + " -",
+                                 &text) == 0)
+        return text;
+    return readFile(kDir + name + ".txt");
 }
 
 std::string ourText(const std::string& name) {
@@ -123,11 +110,11 @@ const Fixture kFixtures[] = {
 } // namespace
 
 TEST(KPPDFTextAccuracyTest, WordsMatchPdftotext) {
-    const bool live = havePdftotext();
+    const bool live = tool_runner::available("pdftotext");
     std::printf("word F1 against pdftotext -raw (%s):\n", live ? "run now" : "stored output");
     for (const Fixture& fixture : kFixtures) {
-        std::vector<std::string> ours = words(ourText(fixture.name));
-        std::vector<std::string> theirs = words(oracleText(fixture.name, live));
+        std::vector<std::string> ours = unicodeWords(ourText(fixture.name));
+        std::vector<std::string> theirs = unicodeWords(oracleText(fixture.name, live));
         ASSERT_FALSE(theirs.empty()) << fixture.name;
         double f1 = wordF1(ours, theirs);
         std::printf("  %-18s %6.4f  (%zu words, pdftotext %zu)\n", fixture.name, f1, ours.size(),
