@@ -364,3 +364,31 @@ TEST(KPPDFObjectArrayDictionary, PlainDictionariesAreReadWithoutParsing) {
         EXPECT_FALSE(dictionary->isParsed());
     }
 }
+
+TEST(KPPDFObjectArrayDictionary, DeepNestingFailsCleanly) {
+    for (bool directOnly : {false, true}) {
+        SCOPED_TRACE(directOnly ? "direct" : "body");
+        for (const char* open : {"[", "<</A ", "[<</A "}) {
+            SCOPED_TRACE(open);
+            std::string text;
+            for (int i = 0; i < 10000; i++)
+                text += open;
+            LogCapture log;
+            KPPDFDocument doc;
+            doc.setDocData(KPPDFData::dataWithString("\n" + text + "\nendobj\n"));
+            KPPDFRef<KPPDFObject> object =
+                doc.objectAtOffset(1, doc.docData(), directOnly, directOnly);
+            ASSERT_TRUE(object);
+            // Parse it in full, write it, copy it, and let it all go again.
+            if (object->asArray())
+                object->asArray()->value();
+            else
+                object->asDictionary()->value();
+            std::string written = object->directObject();
+            EXPECT_LT(written.size(), text.size());
+            EXPECT_FALSE(log.lines().empty());
+            KPPDFRef<KPPDFObject> copy = object->copy();
+            EXPECT_EQ(copy->directObject(), written);
+        }
+    }
+}

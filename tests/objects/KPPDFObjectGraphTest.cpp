@@ -272,3 +272,54 @@ TEST(KPPDFObjectGraph, LongReferenceChainsDoNotExhaustTheStack) {
     ASSERT_GT(marks.size(), count);
     EXPECT_EQ(std::count(marks.begin(), marks.end(), 1), static_cast<long>(count));
 }
+
+TEST(KPPDFObjectGraph, ObjectsOutliveTheirDocument) {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Next 2 0 R /Other 3 0 R /Kids [2 0 R] /Inline << /Up 1 0 R >> >>");
+    builder.add(2, "<< /Back 1 0 R /Text (two) >>");
+    builder.add(3, "<< /Length 4 0 R >>\nstream\nabc\nendstream");
+    builder.add(4, "3");
+    std::string pdf = builder.build("");
+
+    KPPDFRef<KPPDFObjectDictionary> held;
+    KPPDFRef<KPPDFObjectDictionary> second;
+    KPPDFRef<KPPDFObjectStream> stream;
+    {
+        auto doc = std::make_unique<KPPDFDocument>();
+        fillTable(*doc, builder, pdf, {1, 2, 3, 4});
+        held = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
+        ASSERT_TRUE(held);
+        // A cycle through cached references: 1 -> 2 -> 1, and 1 -> itself through Inline.
+        second = held->resolvedObjectForKey<KPPDFObjectDictionary>("Next");
+        ASSERT_TRUE(second);
+        EXPECT_EQ(second->resolvedObjectForKey("Back").get(), held.get());
+        KPPDFObject::resolve(held->objectForKey("Inline"));
+        stream = KPPDFResolve<KPPDFObjectStream>(doc->objectWithNumber(3));
+        ASSERT_TRUE(stream);
+        EXPECT_EQ(stream->rawData().string(), "abc");
+        // Object 1's Other entry is left unresolved on purpose.
+        auto fresh = KPPDFResolve<KPPDFObjectDictionary>(doc->objectWithNumber(1));
+        EXPECT_EQ(fresh.get(), held.get());
+    }
+    // The document is gone: what the caller holds is still valid, but leads nowhere.
+    EXPECT_EQ(held->document(), nullptr);
+    EXPECT_FALSE(held->resolvedObjectForKey("Next"));
+    EXPECT_FALSE(held->resolvedObjectForKey("Other"));
+    EXPECT_FALSE(second->resolvedObjectForKey("Back"));
+    auto kids = held->resolvedObjectForKey<KPPDFObjectArray>("Kids");
+    ASSERT_TRUE(kids);
+    EXPECT_FALSE(kids->resolvedObjectAtIndex(0));
+    EXPECT_EQ(held->directObject(),
+              "<< /Inline << /Up 1 0 R>> /Kids [ 2 0 R ] /Next 2 0 R /Other 3 0 R>>");
+    EXPECT_EQ(second->resolvedObjectForKey("Text")->asString()->value(), "two");
+    // A stream keeps its bytes.
+    EXPECT_EQ(stream->rawData().string(), "abc");
+    EXPECT_EQ(stream->decodedData().string(), "abc");
+    EXPECT_FALSE(stream->resolvedObjectForKey("Length"));
+    // Copies and walks of orphans stay inside what is left.
+    KPPDFVisitedSet visited;
+    EXPECT_TRUE(held->subobjects(visited).empty());
+    KPPDFMarkBytes marks;
+    held->markSubobjects(marks);
+    EXPECT_EQ(held->copy()->directObject(), held->directObject());
+}
