@@ -80,12 +80,31 @@ bool loadObjectStream(KPPDFObject* object, uint32_t streamNumber,
     return true;
 }
 
-uint64_t readField(const uint8_t* bytes, uint32_t width) {
-    uint64_t value = 0;
-    for (uint32_t i = 0; i < width; i++)
-        value = (value << 8) | bytes[i];
-    return value;
+// A big-endian field of a cross-reference stream entry; the usual widths are read at once.
+inline uint64_t readField(const uint8_t* bytes, uint32_t width) {
+    switch (width) {
+    case 0:
+        return 0;
+    case 1:
+        return bytes[0];
+    case 2:
+        return uint64_t(bytes[0]) << 8 | bytes[1];
+    case 3:
+        return uint64_t(bytes[0]) << 16 | uint64_t(bytes[1]) << 8 | bytes[2];
+    default: {
+        uint64_t value = 0;
+        for (uint32_t i = 0; i < width; i++)
+            value = (value << 8) | bytes[i];
+        return value;
+    }
+    }
 }
+template <uint32_t W0, uint32_t W1, uint32_t W2> struct FixedWidths {
+    static constexpr uint32_t w0 = W0, w1 = W1, w2 = W2;
+};
+struct AnyWidths {
+    uint32_t w0, w1, w2;
+};
 } // namespace
 
 bool KPPDFTrailer::readStream(uint64_t offset) {
@@ -162,43 +181,82 @@ bool KPPDFTrailer::readStream(uint64_t offset) {
 
 bool KPPDFTrailer::setupStream() {
     const uint8_t* bytes = entryData_.bytes();
-    uint32_t entryWidth = widths_[0] + widths_[1] + widths_[2];
     // Most entries of a large file are compressed objects entered in a table that has room for
     // them and holds nothing there yet: those are entered here directly, as
-    // enterCompressedObject would enter them; any other goes through it.
+    // enterCompressedObject would enter them; any other goes through it. The room is taken
+    // again after each of those calls, which may grow the table.
     KPPDFDocument& document = *document_;
     const uint32_t limit = std::min(numberLimit(), KPPDFDocument::kMaxObjectNumber);
-    auto enterCompressed = [&](uint32_t number, uint64_t stream, uint64_t index) {
-        if (number != 0 && number <= limit && stream != 0 && stream <= limit && stream != number &&
-            index <= UINT32_MAX && document.compressedObjects_ && number < document.table_.size() &&
-            document.pending_.size() == document.table_.size() && !document.table_[number] &&
-            document.compressedObjects_->setLocationInRoom(number, static_cast<uint32_t>(stream),
-                                                           static_cast<uint32_t>(index))) {
-            document.pending_[number] = {0, 0};
-            maxObjectNumber_ = std::max(maxObjectNumber_, number);
-        } else if (stream <= UINT32_MAX && index <= UINT32_MAX) {
-            enterCompressedObject(number, static_cast<uint32_t>(stream),
-                                  static_cast<uint32_t>(index));
-        }
+    uint32_t room = 0;
+    KPPDFCompressedObjects::Location* locations = nullptr;
+    auto takeRoom = [&] {
+        room = 0;
+        KPPDFCompressedObjects* cache = document.compressedObjects_.get();
+        if (!cache || document.pending_.size() != document.table_.size())
+            return;
+        uint32_t slots = 0;
+        locations = cache->locationSlots(&slots);
+        room = static_cast<uint32_t>(
+            std::min<uint64_t>({document.table_.size(), slots, uint64_t(limit) + 1}));
     };
-    for (size_t k = 0; k < xrefRanges_.size(); k++) {
-        const uint8_t* entry = bytes + rangeOffsets_[k];
-        for (uint32_t i = 0; i < xrefRanges_[k].length; i++, entry += entryWidth) {
-            // A missing type field means type 1 (ISO 32000-1, table 17).
-            uint64_t type = widths_[0] ? readField(entry, widths_[0]) : 1;
-            uint64_t second = readField(entry + widths_[0], widths_[1]);
-            uint64_t third = readField(entry + widths_[0] + widths_[1], widths_[2]);
-            uint32_t number = xrefRanges_[k].location + i;
-            if (type == 1 && second != 0) {
-                uint32_t generation = static_cast<uint32_t>(std::min<uint64_t>(third, UINT32_MAX));
-                if (!enterObjectAtOffset(number, generation, second))
-                    return false;
-            } else if (type == 2) {
-                enterCompressed(number, second, third);
+    takeRoom();
+    uint32_t maxNumber = maxObjectNumber_;
+    // The loop is made for the widths at hand where they are the usual ones, so that its fields
+    // are read without a branch on their widths.
+    auto enterEntries = [&](const auto& widths) {
+        const uint32_t w0 = widths.w0, w1 = widths.w1, w2 = widths.w2;
+        const uint32_t entryWidth = w0 + w1 + w2;
+        for (size_t k = 0; k < xrefRanges_.size(); k++) {
+            const uint8_t* entry = bytes + rangeOffsets_[k];
+            const uint32_t first = xrefRanges_[k].location, count = xrefRanges_[k].length;
+            for (uint32_t i = 0; i < count; i++, entry += entryWidth) {
+                // A missing type field means type 1 (ISO 32000-1, table 17).
+                uint64_t type = w0 ? readField(entry, w0) : 1;
+                uint64_t second = readField(entry + w0, w1);
+                uint64_t third = readField(entry + w0 + w1, w2);
+                uint32_t number = first + i;
+                if (type == 2 && number != 0 && number < room && second != 0 && second <= limit &&
+                    second != number && third <= UINT32_MAX && !document.table_[number]) {
+                    locations[number] = {static_cast<uint32_t>(second),
+                                         static_cast<uint32_t>(third)};
+                    document.pending_[number] = {0, 0};
+                    maxNumber = std::max(maxNumber, number);
+                    continue;
+                }
+                if ((type == 1 && second != 0) ||
+                    (type == 2 && second <= UINT32_MAX && third <= UINT32_MAX)) {
+                    maxObjectNumber_ = maxNumber;
+                    if (type == 1) {
+                        uint32_t generation =
+                            static_cast<uint32_t>(std::min<uint64_t>(third, UINT32_MAX));
+                        if (!enterObjectAtOffset(number, generation, second))
+                            return false;
+                    } else {
+                        enterCompressedObject(number, static_cast<uint32_t>(second),
+                                              static_cast<uint32_t>(third));
+                    }
+                    maxNumber = maxObjectNumber_;
+                    takeRoom();
+                }
+                // Type 0 (free) and unknown types stand for the null object.
             }
-            // Type 0 (free) and unknown types stand for the null object.
         }
-    }
+        return true;
+    };
+    bool entered = false;
+    if (widths_[0] == 1 && widths_[1] == 3 && widths_[2] == 1)
+        entered = enterEntries(FixedWidths<1, 3, 1>());
+    else if (widths_[0] == 1 && widths_[1] == 2 && widths_[2] == 1)
+        entered = enterEntries(FixedWidths<1, 2, 1>());
+    else if (widths_[0] == 1 && widths_[1] == 4 && widths_[2] == 1)
+        entered = enterEntries(FixedWidths<1, 4, 1>());
+    else if (widths_[0] == 1 && widths_[1] == 4 && widths_[2] == 2)
+        entered = enterEntries(FixedWidths<1, 4, 2>());
+    else
+        entered = enterEntries(AnyWidths{widths_[0], widths_[1], widths_[2]});
+    if (!entered)
+        return false;
+    maxObjectNumber_ = maxNumber;
     // Entered in the table, the entries are not needed again.
     entryData_ = KPPDFData();
     return true;

@@ -49,13 +49,11 @@ public:
         if (number < locations_.size())
             locations_[number] = Location();
     }
-    // setLocation for a number the locations have room for already; false, nothing done,
-    // otherwise.
-    bool setLocationInRoom(uint32_t number, uint32_t stream, uint32_t index) {
-        if (number >= locations_.size())
-            return false;
-        locations_[number] = {stream, index};
-        return true;
+    // The locations there is room for, to be set directly (see setLocationInRoom); *count
+    // tells how many.
+    Location* locationSlots(uint32_t* count) {
+        *count = static_cast<uint32_t>(locations_.size());
+        return locations_.data();
     }
     // False when the object is not compressed.
     bool location(uint32_t number, Location* location) const;
