@@ -4,6 +4,10 @@
 #include <cstring>
 #include <string_view>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/objects/KPPDFObjectName.h"
@@ -47,6 +51,29 @@ uint64_t scanNumber(const char* base, uint64_t p, uint64_t length, uint64_t* dig
     }
     return p;
 }
+// The first byte from p to last that may start "endobj" (or "stream", when it counts), a
+// string or a comment; last + 1 when there is none. Sixteen bytes at a time where the machine
+// compares them so.
+uint64_t nextCandidate(const char* base, uint64_t p, uint64_t last, bool stopAtStream) {
+#if defined(__SSE2__)
+    const __m128i e = _mm_set1_epi8('e'), s = _mm_set1_epi8(stopAtStream ? 's' : 'e');
+    const __m128i paren = _mm_set1_epi8('('), percent = _mm_set1_epi8('%');
+    for (; p + 16 <= last + 1; p += 16) {
+        __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + p));
+        __m128i found = _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, e), _mm_cmpeq_epi8(bytes, s)),
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, paren), _mm_cmpeq_epi8(bytes, percent)));
+        if (int mask = _mm_movemask_epi8(found))
+            return p + static_cast<uint64_t>(__builtin_ctz(static_cast<unsigned>(mask)));
+    }
+#endif
+    for (; p <= last; p++) {
+        char c = base[p];
+        if (c == 'e' || (c == 's' && stopAtStream) || c == '(' || c == '%')
+            return p;
+    }
+    return last + 1;
+}
 } // namespace
 
 uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stopAtStream) {
@@ -64,32 +91,18 @@ uint32_t KPPDFLazyObjectLength(const KPPDFData& data, uint64_t offset, bool stop
             end--;
         return static_cast<uint32_t>(end - offset);
     };
-    auto find = [&](uint64_t from, uint64_t to, std::string_view what) -> uint64_t {
-        const void* found =
-            from < to ? memmem(base + from, to - from, what.data(), what.size()) : nullptr;
-        return found ? static_cast<uint64_t>(static_cast<const char*>(found) - base) : UINT64_MAX;
-    };
     uint64_t p = offset + 1;
-    // Most objects hold no string or comment before their keyword: the first keyword found
-    // ends them, and memmem finds it far faster than a byte-by-byte walk. It looks a stretch
-    // at a time, as a stream's data may run long before its "endobj".
-    constexpr uint64_t kStretch = 512;
-    while (p <= last) {
-        uint64_t stop = std::min(last + 1, p + kStretch); // keywords starting before stop
-        uint64_t window = stop + 5;
-        uint64_t keyword = find(p, window, "endobj");
-        if (stopAtStream)
-            keyword =
-                std::min(keyword, find(p, keyword == UINT64_MAX ? window : keyword + 6, "stream"));
-        uint64_t bound = keyword == UINT64_MAX ? stop : keyword;
-        if (std::memchr(base + p, '(', bound - p) || std::memchr(base + p, '%', bound - p))
+    // Most objects hold no string or comment before their keyword: the bytes that may start a
+    // keyword are looked at alone until one of those turns up, and the walk below takes over.
+    for (;; p++) {
+        p = nextCandidate(base, p, last, stopAtStream);
+        if (p > last)
+            return static_cast<uint32_t>(last - offset);
+        char c = base[p];
+        if (c == '(' || c == '%')
             break; // a string or comment may hide a keyword: the walk below tells
-        if (keyword == UINT64_MAX)
-            p = stop;
-        else if (startsToken(base, keyword))
-            return endBefore(keyword);
-        else
-            p = keyword + 1;
+        if (std::memcmp(base + p, c == 'e' ? "endobj" : "stream", 6) == 0 && startsToken(base, p))
+            return endBefore(p);
     }
     while (p <= last) {
         char c = base[p];
