@@ -4,7 +4,8 @@
 // object table, streams decode, and the results are written, copied and walked. The table's
 // objects are walked once more after the document is gone. A dictionary at offset 1 that can be
 // read without parsing is read both ways, and the two must agree; so are an object stream and
-// an array of numbers there that can be read without parsing.
+// an array of numbers there that can be read without parsing. Where an unparsed array or
+// dictionary at either offset ends must be what a byte-by-byte walk finds.
 //
 // Input layout: byte 0 is the second parse offset; the last eight bytes give the positions of
 // objects 1 to 4 (two bytes each, big-endian, modulo the input length).
@@ -18,6 +19,7 @@
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
+#include "kppdf/objects/KPPDFCharLookup.h"
 #include "kppdf/objects/KPPDFObject.h"
 #include "kppdf/objects/KPPDFObjectArray.h"
 #include "kppdf/objects/KPPDFObjectDictionary.h"
@@ -152,6 +154,53 @@ void comparePlainObjectStreamWithParse(KPPDFDocument& document) {
         __builtin_trap();
 }
 
+// The end of an unparsed array or dictionary, found byte by byte: the first "endobj" (or
+// "stream") standing as a token of its own outside strings and comments, less the white space
+// before it; what scanning reached when there is none.
+uint32_t walkedLazyLength(std::string_view text, uint64_t offset, bool stopAtStream) {
+    if (text.size() < 6 || offset + 1 > text.size() - 6)
+        return static_cast<uint32_t>(text.size() > offset ? text.size() - offset : 0);
+    const uint64_t last = text.size() - 6;
+    auto isSpace = [](char c) { return KPPDFIsWhitespace(static_cast<uint8_t>(c)); };
+    auto startsToken = [&](uint64_t at) {
+        char before = text[at - 1];
+        return isSpace(before) || (KPPDFIsDelimiter(static_cast<uint8_t>(before)) && before != '/');
+    };
+    for (uint64_t p = offset + 1; p <= last;) {
+        if (text[p] == '(') {
+            for (int depth = 0; p < text.size();) {
+                char c = text[p++];
+                if (c == '\\')
+                    p++;
+                else if (c == '(')
+                    depth++;
+                else if (c == ')' && --depth == 0)
+                    break;
+            }
+        } else if (text[p] == '%') {
+            while (p < text.size() && text[p] != '\r' && text[p] != '\n')
+                p++;
+        } else if ((text.substr(p, 6) == "endobj" ||
+                    (stopAtStream && text.substr(p, 6) == "stream")) &&
+                   startsToken(p)) {
+            uint64_t end = p;
+            while (end > offset + 1 && isSpace(text[end - 1]))
+                end--;
+            return static_cast<uint32_t>(end - offset);
+        } else {
+            p++;
+        }
+    }
+    return static_cast<uint32_t>(last - offset);
+}
+
+void compareLazyLengthWithWalk(const KPPDFData& data, uint64_t offset) {
+    for (bool stopAtStream : {false, true})
+        if (KPPDFLazyObjectLength(data, offset, stopAtStream) !=
+            walkedLazyLength(data.view(), offset, stopAtStream))
+            __builtin_trap();
+}
+
 void exercise(const KPPDFRef<KPPDFObject>& object) {
     if (!object)
         return;
@@ -206,6 +255,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         }
     }
 
+    compareLazyLengthWithWalk(data, 1);
+    compareLazyLengthWithWalk(data, bytes[0]);
     comparePeekWithParse(*document);
     comparePlainObjectStreamWithParse(*document);
     compareNumbersWithParse(*document);
