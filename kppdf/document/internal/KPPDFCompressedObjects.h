@@ -49,8 +49,8 @@ public:
         if (number < locations_.size())
             locations_[number] = Location();
     }
-    // The locations there is room for, to be set directly (see setLocationInRoom); *count
-    // tells how many.
+    // The locations there is room for (*count of them), to be set directly by a loader that
+    // enters many at once; setLocation is the way for any other.
     Location* locationSlots(uint32_t* count) {
         *count = static_cast<uint32_t>(locations_.size());
         return locations_.data();
