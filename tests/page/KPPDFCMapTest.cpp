@@ -133,3 +133,44 @@ TEST(KPPDFCMap, RegistryMapsFromPopplerData) {
     EXPECT_TRUE(log.contains("Nobody-Nothing-UCS2"));
     EXPECT_TRUE(KPPDFCMap::cmapWithName("../etc-passwd-UCS2")->isEmpty());
 }
+
+TEST(KPPDFCMap, MalformedTextIsSkippedWithinItsBounds) {
+    // Every line below is broken in a different way; none may be read past its end.
+    const char* texts[] = {
+        "",
+        "beginbfchar",
+        "5 beginbfchar",
+        "5 beginbfchar\n",
+        "99999999999999999999 beginbfchar\n<0001> <0041>\n",
+        "2 beginbfchar\n<\n<00\n",
+        "2 beginbfchar\n<0001\n<0002> <\n",
+        "2 beginbfchar\n<0001> 0041\n<zzzz> <0041>\n",
+        "1 beginbfchar\n<000102030405> <0041>\n",
+        "1 beginbfchar\n<> <>\n",
+        "3 beginbfrange\n<0001>\n<0001> <0002>\n<0005> <0001> <0041>\n",
+        "1 beginbfrange\n<0001> <0002> [<0041>\n",
+        "1 beginbfrange\n<0001> <0002> <\n",
+        "2 beginbfchar\r\n<01> <0041>\r\n",
+        "-3 beginbfchar\n<0001> <0041>\n",
+        "1 beginbfchar <0001> <0041>\n",
+    };
+    for (const char* text : texts) {
+        std::string copy(text); // its own allocation, so that an overread is caught
+        KPPDFCMap cmap;
+        cmap.processCMapString(copy);
+        // What does get read is right: the texts map code 1 to "A" and 2 to "B" at most.
+        for (uint32_t code = 0; code < 8; code++) {
+            uint16_t unit;
+            if (cmap.unicodeForCode(code, &unit)) {
+                EXPECT_EQ(unit, 0x40 + code) << text;
+            }
+        }
+    }
+    // A count larger than the block stops at its end line, so the next block is read.
+    KPPDFCMap cmap = parsed("9 beginbfchar\n<0001> <0041>\nendbfchar\n"
+                            "1 beginbfrange\n<0010> <0011> <0061>\nendbfrange\n");
+    EXPECT_EQ(unitOf(cmap, 1), 0x41);
+    EXPECT_EQ(unitOf(cmap, 0x11), 0x62);
+    // A reversed range is empty.
+    EXPECT_TRUE(parsed("1 beginbfrange\n<0005> <0001> <0041>\nendbfrange\n").isEmpty());
+}
