@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <climits>
 #include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 #include "kppdf/document/internal/KPPDFInflateAhead.h"
 #include "kppdf/objects/KPPDFFilter.h"
@@ -168,6 +170,80 @@ TEST(KPPDFCompressedObjects, PlainObjectStreamsReadWithoutParsing) {
     };
     for (const char* text : refused)
         EXPECT_FALSE(read(text, &stream)) << text;
+}
+
+TEST(KPPDFCompressedObjects, HeaderPairsReadAtEveryNumberLengthAndBoundary) {
+    // The header is read eight bytes at a time where it can be: numbers of every length, cut
+    // by First or by the end of the data at every place, must come out as a plain digit by
+    // digit reading gives them (blanks and comments skipped over the whole data, digits read
+    // up to First, twenty digits and more held at the largest value).
+    using Entry = KPPDFCompressedObjects::Entry;
+    auto expected = [](const std::string& text, uint64_t count, uint64_t first) {
+        std::vector<Entry> entries;
+        count = std::min<uint64_t>(count, first / 4 + 1); // each pair takes four bytes or more
+        size_t p = 0;
+        auto skip = [&] {
+            while (p < text.size()) {
+                if (text[p] == '%')
+                    while (p < text.size() && text[p] != '\n' && text[p] != '\r')
+                        p++;
+                else if (text[p] == ' ' || text[p] == '\n' || text[p] == '\r')
+                    p++;
+                else
+                    break;
+            }
+        };
+        auto number = [&](unsigned long long* value) {
+            size_t start = p;
+            *value = 0;
+            for (; p < first && text[p] >= '0' && text[p] <= '9'; p++)
+                *value =
+                    *value > (ULLONG_MAX - 9) / 10 ? ULLONG_MAX : *value * 10 + (text[p] - '0');
+            return p > start;
+        };
+        for (uint64_t i = 0; i < count; i++) {
+            unsigned long long number1 = 0, offset = 0;
+            skip();
+            if (!number(&number1))
+                break;
+            skip();
+            if (!number(&offset))
+                break;
+            bool usable = number1 != 0 && number1 <= KPPDFDocument::kMaxObjectNumber &&
+                          offset < UINT64_MAX - first;
+            entries.push_back(usable ? Entry{static_cast<uint32_t>(number1), first + offset}
+                                     : Entry{0, 0});
+        }
+        return entries;
+    };
+    std::string text;
+    const char* blanks[] = {" ", "\n", "\r\n", "  % a comment 1 2\n"};
+    for (int digits = 1; digits <= 21; digits++) {
+        std::string number(static_cast<size_t>(digits), '7');
+        number[0] = '1';
+        text += std::to_string(digits) + blanks[digits % 4] + number + blanks[(digits + 1) % 4];
+    }
+    text += "5 x12345678 9"; // the header stops at what is not a number
+    size_t checked = 0;
+    for (size_t length = 0; length <= text.size(); length++) {
+        KPPDFData data(text.substr(0, length));
+        for (uint64_t first : {uint64_t(length), uint64_t(length / 2), uint64_t(length / 3 + 1)}) {
+            if (first > length)
+                continue;
+            std::vector<Entry> entries;
+            KPPDFCompressedObjects::readHeaderUnchecked(data, 30, first, &entries);
+            std::vector<Entry> wanted = expected(text.substr(0, length), 30, first);
+            ASSERT_EQ(entries.size(), wanted.size()) << length << " " << first;
+            for (size_t i = 0; i < entries.size(); i++) {
+                EXPECT_EQ(entries[i].number, wanted[i].number)
+                    << length << " " << first << " " << i;
+                EXPECT_EQ(entries[i].offset, wanted[i].offset)
+                    << length << " " << first << " " << i;
+            }
+            checked += entries.size();
+        }
+    }
+    EXPECT_GT(checked, 1000u);
 }
 
 TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {

@@ -1,6 +1,7 @@
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -49,18 +50,60 @@ bool KPPDFCompressedObjects::readHeaderUnchecked(const KPPDFData& data, uint64_t
     count = std::min<uint64_t>({count, uint64_t(kMaxObjectsPerStream), first / 4 + 1});
     entries->reserve(static_cast<size_t>(count));
     const char* base = data.chars();
+    const uint64_t length = data.length();
+    // The header of a large file holds tens of thousands of pairs, each read several times
+    // over while opening: single blanks and short numbers, the usual text, are taken here
+    // without a call. Blanks and comments are skipped as KPPDFXRefSyntax::skipBlanks skips
+    // them, numbers read up to first as KPPDFParseUnsignedDecimal reads them.
+    auto skipBlanks = [&](uint64_t p) {
+        while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
+            p++;
+        return p < length && base[p] == '%' ? KPPDFXRefSyntax::skipBlanks(data, p) : p;
+    };
+    auto readNumber = [&](uint64_t p, uint64_t* end) -> unsigned long long {
+        if (p < first && first - p >= 8 && length - p >= 8) {
+            // Eight bytes at once: the digits that lead them, and their value, without a
+            // branch per digit.
+            uint64_t chunk;
+            std::memcpy(&chunk, base + p, 8);
+            const uint64_t values = chunk ^ 0x3030303030303030ull; // a digit's byte: 0 to 9
+            const uint64_t notDigit =
+                (((values & 0x7f7f7f7f7f7f7f7full) + 0x7676767676767676ull) | values) &
+                0x8080808080808080ull;
+            if (notDigit) {
+                const unsigned digits = static_cast<unsigned>(std::countr_zero(notDigit)) / 8;
+                if (digits == 0) {
+                    *end = p;
+                    return 0;
+                }
+                // The digits moved to the top bytes, zeros (leading zero digits) below.
+                uint64_t v = values << (8 * (8 - digits));
+                v = v * 10 + (v >> 8);
+                v = (((v & 0x000000ff000000ffull) * (100 + (1000000ull << 32))) +
+                     (((v >> 16) & 0x000000ff000000ffull) * (1 + (10000ull << 32)))) >>
+                    32;
+                *end = p + digits;
+                return v;
+            }
+        }
+        // Near the end, or eight digits or more: one digit at a time.
+        const char* past = nullptr;
+        unsigned long long value = KPPDFParseUnsignedDecimal(base + p, base + first, &past);
+        *end = p < first ? static_cast<uint64_t>(past - base) : p;
+        return value;
+    };
     uint64_t p = 0;
     for (uint64_t i = 0; i < count; i++) {
-        p = KPPDFXRefSyntax::skipBlanks(data, p);
-        const char* end = nullptr;
-        unsigned long long number = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
-        if (end == base + p)
+        p = skipBlanks(p);
+        uint64_t end = p;
+        unsigned long long number = readNumber(p, &end);
+        if (end == p)
             return !entries->empty();
-        p = KPPDFXRefSyntax::skipBlanks(data, static_cast<uint64_t>(end - base));
-        unsigned long long offset = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
-        if (end == base + p)
+        p = skipBlanks(end);
+        unsigned long long offset = readNumber(p, &end);
+        if (end == p)
             return !entries->empty();
-        p = static_cast<uint64_t>(end - base);
+        p = end;
         // An unusable pair keeps its place (number 0): the index of every later object counts it.
         if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || offset >= UINT64_MAX - first)
             entries->push_back({0, 0});
