@@ -97,6 +97,9 @@ public:
     // a node whose Count says it has pages alone is taken for a page unread. With each stream,
     // how many of its first objects the walk reads there (its kids' highest index, plus one).
     std::vector<std::pair<uint32_t, uint32_t>> forecastObjectStreams();
+    // The object stream that holds the first page, found down the first kids of the page tree
+    // without reading the page; 0 when the way down leaves the object streams or is not plain.
+    uint32_t firstPageStream();
     // Appends the page tree's intermediate nodes and leaf page dictionaries below kids.
     void processKids(const KPPDFRef<KPPDFObjectArray>& kids, KPPDFObjectList& pagesObjects,
                      std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects);

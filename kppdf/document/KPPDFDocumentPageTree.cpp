@@ -382,6 +382,43 @@ std::vector<std::pair<uint32_t, uint32_t>> KPPDFDocument::forecastObjectStreams(
     return order;
 }
 
+uint32_t KPPDFDocument::firstPageStream() {
+    KPPDFRef<KPPDFCompressedObjects> streams = compressedObjects_;
+    KPPDFRef<KPPDFObjectDictionary> node = pagesObject_;
+    for (int depth = 0; streams && node && depth < kMaxPageTreeDepth; depth++) {
+        auto kids = node->resolvedObjectForKey<KPPDFObjectArray>("Kids");
+        if (!kids || kids->count() == 0)
+            return 0;
+        const KPPDFRef<KPPDFObject>& kid = kids->value()[0];
+        KPPDFObjectReference* reference = kid ? kid->asReference() : nullptr;
+        KPPDFCompressedObjects::Location location;
+        if (!reference || reference->value() ||
+            !streams->location(reference->objectNumber(), &location))
+            return 0;
+        // A node whose Count says all its kids are pages: the first kid's stream is the one.
+        KPPDFRef<KPPDFObject> count = node->resolvedObjectForKey("Count");
+        if (count && count->objectType() == KPPDFObjectTypeInteger &&
+            count->longLongValue() == static_cast<long long>(kids->count()))
+            return location.stream;
+        // Otherwise the kid is read only when plainly a Pages node (a page is left unparsed for
+        // the walk, as in the forecast).
+        auto below = KPPDFResolve<KPPDFObjectDictionary>(kid);
+        if (!below)
+            return 0;
+        constexpr std::string_view kType[] = {"Type"};
+        KPPDFRef<KPPDFObject> type;
+        if (below->isParsed())
+            type = below->resolvedObjectForKey("Type");
+        else if (!below->peekEntries(kType, &type))
+            return location.stream;
+        type = KPPDFObject::resolve(type);
+        if (!type || !type->asName() || type->asName()->value() != "Pages")
+            return location.stream;
+        node = std::move(below);
+    }
+    return 0;
+}
+
 void KPPDFDocument::processKids(const KPPDFRef<KPPDFObjectArray>& kids,
                                 KPPDFObjectList& pagesObjects,
                                 std::vector<KPPDFRef<KPPDFObjectDictionary>>& pageObjects) {

@@ -270,6 +270,21 @@ void KPPDFDocument::startInflatingAhead() {
     std::vector<uint32_t> numbers = compressedObjects_->streamNumbers();
     if (numbers.size() < kInflateAheadMinStreams)
         return;
+    // While the page tree is read for the walk's order, the helper starts on a guess: the
+    // streams as they stand in the file from the one that holds the first page (the way most
+    // files lay their pages out).
+    uint32_t firstStream = firstPageStream();
+    if (firstStream && firstStream < pending_.size() && pending_[firstStream].position != 0) {
+        std::vector<KPPDFCompressedObjects::AheadJob> guess;
+        for (uint32_t number : numbers)
+            if (number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
+                pending_[number].position >= pending_[firstStream].position &&
+                !compressedObjects_->isDecoded(number))
+                guess.push_back({number, pending_[number].position, 0});
+        std::sort(guess.begin(), guess.end(),
+                  [](const auto& a, const auto& b) { return a.position < b.position; });
+        compressedObjects_->guessInflatingAhead(docData_, std::move(guess));
+    }
     // The walk's own order where the page tree tells it, then the rest in ascending order (the
     // order most files lay their pages out in), wanted whole.
     std::vector<std::pair<uint32_t, uint32_t>> order = forecastObjectStreams();

@@ -365,6 +365,44 @@ TEST(KPPDFCompressedObjects, StreamsReadAheadOnASecondThread) {
         expectPart(63, 0);
     }
     {
+        // A guess made before the order is known hands out nothing; the real order keeps what
+        // it inflated (whole, even where the real job wants fewer objects) for the streams it
+        // names again at the same place, the reader takes those first and the helper goes on
+        // after them. A guessed stream the order leaves out, or names at another place, is
+        // not handed out.
+        ObjectStreamFile guessed;
+        for (uint32_t stream = 70; stream < 90; stream++)
+            guessed.add(stream);
+        guessed.finish();
+        std::vector<KPPDFInflateAhead::Job> guess(guessed.jobs.begin(), guessed.jobs.begin() + 12);
+        auto ahead = KPPDFInflateAhead::guess(guessed.data, guess);
+        KPPDFCompressedObjects::StreamIndex index;
+        for (int i = 0; i < 2000 && ahead->inflated() < 12; i++)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_EQ(ahead->inflated(), 12u);
+        EXPECT_FALSE(ahead->take(70, guessed.parsed[70], &index));
+        EXPECT_TRUE(index.data.isNull());
+        std::vector<KPPDFInflateAhead::Job> order(guessed.jobs.begin() + 1, guessed.jobs.end());
+        order[0].objects = 1;
+        order[1].position++; // 72 read from elsewhere: the guess's bytes are not its bytes
+        KPPDFInflateAhead real(guessed.data, order, std::move(ahead));
+        for (uint32_t stream = 71; stream < 90; stream++) {
+            SCOPED_TRACE(stream);
+            KPPDFCompressedObjects::StreamIndex taken;
+            bool handed = real.take(stream, guessed.parsed[stream], &taken);
+            if (stream == 72) {
+                EXPECT_FALSE(handed);
+                continue;
+            }
+            ASSERT_TRUE(handed);
+            EXPECT_EQ(taken.data.view(), guessed.texts[stream]);
+            EXPECT_EQ(taken.objectsRead, 0u);
+        }
+        // Ten carried over (71, 73 to 81), eight more inflated after them.
+        EXPECT_EQ(real.handed(), 18u);
+        EXPECT_EQ(real.inflated(), 8u);
+    }
+    {
         // Destroyed with work under way and results held: the helper stops and nothing leaks.
         KPPDFInflateAhead ahead(made.data, made.jobs);
         KPPDFCompressedObjects::StreamIndex index;

@@ -133,10 +133,16 @@ std::vector<uint32_t> KPPDFCompressedObjects::streamNumbers() const {
 KPPDFCompressedObjects::KPPDFCompressedObjects() = default;
 KPPDFCompressedObjects::~KPPDFCompressedObjects() = default;
 
-void KPPDFCompressedObjects::startInflatingAhead(const KPPDFData& file,
+void KPPDFCompressedObjects::guessInflatingAhead(const KPPDFData& file,
                                                  std::vector<AheadJob> jobs) {
     ahead_.reset();
-    ahead_ = std::make_unique<KPPDFInflateAhead>(file, std::move(jobs));
+    ahead_ = KPPDFInflateAhead::guess(file, std::move(jobs));
+}
+
+void KPPDFCompressedObjects::startInflatingAhead(const KPPDFData& file,
+                                                 std::vector<AheadJob> jobs) {
+    std::unique_ptr<KPPDFInflateAhead> guessed = std::move(ahead_);
+    ahead_ = std::make_unique<KPPDFInflateAhead>(file, std::move(jobs), std::move(guessed));
 }
 
 void KPPDFCompressedObjects::stopInflatingAhead() {

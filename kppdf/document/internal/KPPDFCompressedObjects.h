@@ -113,7 +113,10 @@ public:
     static bool readPlainObjectStream(const KPPDFData& file, uint64_t position,
                                       PlainObjectStream* stream);
     // Reading object streams of file on a second thread (see KPPDFInflateAhead): started with
-    // the streams to read, stopped when the reading that wants them is over.
+    // the streams to read, stopped when the reading that wants them is over. A guess at them,
+    // made while the order is worked out, hands out nothing; the start that follows keeps what
+    // it inflated of the streams named again.
+    void guessInflatingAhead(const KPPDFData& file, std::vector<AheadJob> jobs);
     void startInflatingAhead(const KPPDFData& file, std::vector<AheadJob> jobs);
     void stopInflatingAhead();
     bool isInflatingAhead() const { return ahead_ != nullptr; }

@@ -7,15 +7,87 @@
 
 #include "kppdf/objects/KPPDFFilter.h"
 
+#ifdef __linux__
+#include <pthread.h>
+#include <sched.h>
+#endif
+
 namespace {
+// A new thread is often queued on the CPU of the thread that made it, and waits there for
+// milliseconds while that one works on, though another CPU is idle. The helper is kept off the
+// opening thread's CPU (within the CPUs the process may use), so that the two run side by side
+// from the start.
+void keepOffThisCPU(std::thread& thread) {
+#ifdef __linux__
+    cpu_set_t allowed;
+    int here = sched_getcpu();
+    if (here < 0 || here >= CPU_SETSIZE || sched_getaffinity(0, sizeof allowed, &allowed) != 0 ||
+        !CPU_ISSET(here, &allowed) || CPU_COUNT(&allowed) < 2)
+        return;
+    CPU_CLR(here, &allowed);
+    pthread_setaffinity_np(thread.native_handle(), sizeof allowed, &allowed);
+#else
+    (void)thread;
+#endif
+}
+
 // A stream that inflates to more than this is left to the reader: the helper's results are
 // guesses at what the reader will want, and a guess should not cost much memory.
 constexpr size_t kMaxJobOutput = 4u << 20;
 } // namespace
 
-KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs)
-    : file_(file), jobs_(std::move(jobs)) {
+KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs) : file_(file) {
+    setUp(std::move(jobs));
+    // The reader usually starts with the first job: the helper does not wait for it.
+    limit_ = std::min(kFirstAhead, jobs_.size());
+    start();
+}
+
+std::unique_ptr<KPPDFInflateAhead> KPPDFInflateAhead::guess(const KPPDFData& file,
+                                                            std::vector<Job> jobs) {
+    for (Job& job : jobs)
+        job.objects = 0; // a guess cannot tell which objects will be wanted
+    std::unique_ptr<KPPDFInflateAhead> guessed(new KPPDFInflateAhead(file));
+    guessed->setUp(std::move(jobs));
+    guessed->guessing_ = true;
+    guessed->limit_ = std::min(kGuessAhead, guessed->jobs_.size());
+    guessed->start();
+    return guessed;
+}
+
+KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs,
+                                     std::unique_ptr<KPPDFInflateAhead> guessed)
+    : file_(file) {
+    setUp(std::move(jobs));
+    if (guessed && guessed->guessing_) {
+        guessed->stop();
+        // Only the guess's helper touched its results, and it is gone.
+        for (size_t done : guessed->held_) {
+            Result& result = guessed->results_[done];
+            uint32_t stream = guessed->jobs_[done].stream;
+            auto found = std::lower_bound(
+                places_.begin(), places_.end(), stream,
+                [](const Place& place, uint32_t value) { return place.stream < value; });
+            if (found == places_.end() || found->stream != stream ||
+                jobs_[found->job].position != guessed->jobs_[done].position ||
+                states_[found->job] != State::Pending)
+                continue;
+            heldBytes_ += result.data.length();
+            results_[found->job] = std::move(result);
+            held_.push_back(found->job);
+            states_[found->job] = State::Done;
+            carried_ = std::max(carried_, found->job + 1);
+        }
+    }
+    // The helper goes on after the jobs carried over, which the reader takes first.
+    limit_ = std::min(std::max(carried_, kFirstAhead), jobs_.size());
+    start();
+}
+
+void KPPDFInflateAhead::setUp(std::vector<Job> jobs) {
+    jobs_ = std::move(jobs);
     states_.assign(jobs_.size(), State::Pending);
+    places_.clear();
     places_.reserve(jobs_.size());
     for (size_t i = 0; i < jobs_.size(); i++)
         places_.push_back({jobs_[i].stream, i});
@@ -30,21 +102,25 @@ KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> job
             places_[kept++] = place;
     }
     places_.resize(kept);
+    results_.clear();
     results_.resize(jobs_.size());
     // Room for every result up front: an exception on the helper thread would end the process.
+    held_.clear();
     held_.reserve(jobs_.size());
+}
+
+void KPPDFInflateAhead::start() {
     if (jobs_.empty())
         return;
-    // The reader usually starts with the first job: the helper does not wait for it.
-    limit_ = std::min(kFirstAhead, jobs_.size());
     try {
         thread_ = std::thread(&KPPDFInflateAhead::run, this);
+        keepOffThisCPU(thread_);
     } catch (const std::system_error&) {
         states_.assign(jobs_.size(), State::Gone);
     }
 }
 
-KPPDFInflateAhead::~KPPDFInflateAhead() {
+void KPPDFInflateAhead::stop() {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stop_ = true;
@@ -54,15 +130,18 @@ KPPDFInflateAhead::~KPPDFInflateAhead() {
         thread_.join();
 }
 
-bool KPPDFInflateAhead::inflateJob(size_t job, Result* result) const {
+KPPDFInflateAhead::~KPPDFInflateAhead() {
+    stop();
+}
+
+bool KPPDFInflateAhead::inflateJob(const Job& job, Result* result) const {
     try {
         const KPPDFData& raw = result->read.raw;
-        if (!KPPDFCompressedObjects::readPlainObjectStream(file_, jobs_[job].position,
-                                                           &result->read) ||
+        if (!KPPDFCompressedObjects::readPlainObjectStream(file_, job.position, &result->read) ||
             raw.length() > UINT32_MAX)
             return false;
         const uint64_t count = result->read.count, first = result->read.first;
-        const uint32_t objects = jobs_[job].objects;
+        const uint32_t objects = job.objects;
         // When the reader wants only the first objects, the stream is inflated up to where the
         // header says the next one starts, provided the header is plain there: usable pairs in
         // ascending order, so that each object wanted ends where it would in the whole stream.
@@ -125,9 +204,10 @@ void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
 }
 
 void KPPDFInflateAhead::work(size_t job, std::unique_lock<std::mutex>& lock) {
+    const Job copy = jobs_[job];
     lock.unlock();
     Result result;
-    bool usable = inflateJob(job, &result);
+    bool usable = inflateJob(copy, &result);
     lock.lock();
     finish(job, usable, std::move(result));
 }
@@ -161,12 +241,15 @@ bool KPPDFInflateAhead::take(uint32_t stream,
         return false;
     size_t job = found->job;
     std::unique_lock<std::mutex> lock(mutex_);
+    if (guessing_)
+        return false;
     // The helper goes on from here; what it made outside the new window is not wanted soon.
+    // Results carried over from a guess stay until the reader passes them.
     bool inOrder = last_ != SIZE_MAX && job > last_ && job <= last_ + window_;
     window_ = inOrder ? std::min(window_ * 2, kAhead) : kFirstAhead;
     last_ = job;
     cursor_ = job + 1;
-    limit_ = job + 1 + window_;
+    limit_ = std::max(job + 1, carried_) + window_;
     for (size_t i = 0; i < held_.size();) {
         size_t other = held_[i];
         if (other != job && (other < cursor_ || other >= limit_)) {

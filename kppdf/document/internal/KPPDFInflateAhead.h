@@ -26,6 +26,11 @@
 // streams that hold them, and the rest is often larger. A stream the helper could not read
 // cleanly, did not reach, or let go is left to the reader, which decodes (and logs) as usual.
 // The helper stops when the object is destroyed.
+//
+// Before the reader's order is known, the helper may start on a guess (the object streams in
+// the order they stand in the file from the first page's on), taking nothing until the order
+// comes: the streams it inflated whole are then carried over to the jobs of the real order
+// that name them (see the constructors).
 class KPPDFInflateAhead {
 public:
     using Job = KPPDFCompressedObjects::AheadJob;
@@ -35,11 +40,20 @@ public:
     static constexpr size_t kFirstAhead = 2;
     // Bytes of results held for the reader at most.
     static constexpr size_t kMaxHeldBytes = 8u << 20;
+    // Jobs a guess may have done before the real order comes.
+    static constexpr size_t kGuessAhead = 64;
 
     // jobs in the order the reader should want them (a stream listed again is dropped), in
     // file. Starts the helper on the first few at once; if the system refuses a thread, take()
     // always returns false.
     KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs);
+    // A guess: the helper inflates the jobs (whole) up to kGuessAhead of them, and take()
+    // hands out nothing.
+    static std::unique_ptr<KPPDFInflateAhead> guess(const KPPDFData& file, std::vector<Job> jobs);
+    // The real order after a guess: stops the guess's helper (after the stream it is on) and
+    // keeps, for the jobs here, what it inflated of the same streams in file.
+    KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs,
+                      std::unique_ptr<KPPDFInflateAhead> guessed);
     ~KPPDFInflateAhead();
     KPPDFInflateAhead(const KPPDFInflateAhead&) = delete;
     KPPDFInflateAhead& operator=(const KPPDFInflateAhead&) = delete;
@@ -64,10 +78,15 @@ private:
         std::vector<KPPDFCompressedObjects::Entry> entries;
         uint32_t objectsRead = 0; // see StreamIndex::objectsRead
     };
+    explicit KPPDFInflateAhead(const KPPDFData& file) : file_(file) {}
+    // Sets up the jobs' bookkeeping; the helper is started by start().
+    void setUp(std::vector<Job> jobs);
+    void start();
+    void stop();
     void run();
     // Reads and inflates a job's stream into result, as the helper does; false when it is not
-    // read cleanly. Called without the lock.
-    bool inflateJob(size_t job, Result* result) const;
+    // read cleanly. Called without the lock, with a copy of the job.
+    bool inflateJob(const Job& job, Result* result) const;
     // With the lock held: the next job to inflate, marked Working, or SIZE_MAX when there is
     // none within the window or the results held are at their bound.
     size_t claimNext();
@@ -92,6 +111,8 @@ private:
     size_t limit_ = 0;       // and the end of the jobs it may work on
     size_t last_ = SIZE_MAX; // the job taken last
     size_t window_ = kFirstAhead;
+    size_t carried_ = 0; // jobs below this one may hold results carried over from a guess
+    bool guessing_ = false;
     size_t inflated_ = 0;
     size_t handed_ = 0;
     bool stop_ = false;
