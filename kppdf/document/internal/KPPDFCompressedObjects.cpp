@@ -120,13 +120,24 @@ void KPPDFCompressedObjects::limitHeader(std::vector<Entry>* entries, uint64_t l
 }
 
 std::vector<uint32_t> KPPDFCompressedObjects::streamNumbers() const {
+    // Each stream noted once as met: writers interleave the objects of several streams, so a
+    // list of every change of stream would be tens of thousands long, to sort.
     std::vector<uint32_t> numbers;
+    std::vector<bool> listed;
     uint32_t last = 0;
-    for (const Location& location : locations_)
-        if (location.stream && location.stream != last)
-            numbers.push_back(last = location.stream); // runs of one stream are the rule
+    for (const Location& location : locations_) {
+        const uint32_t stream = location.stream;
+        if (!stream || stream == last)
+            continue;
+        last = stream;
+        if (stream >= listed.size())
+            listed.resize(std::max<size_t>(size_t(stream) + 1, listed.size() * 2));
+        if (!listed[stream]) {
+            listed[stream] = true;
+            numbers.push_back(stream);
+        }
+    }
     std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     return numbers;
 }
 
