@@ -1,7 +1,6 @@
 #include "kppdf/document/internal/KPPDFCompressedObjects.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -62,28 +61,14 @@ bool KPPDFCompressedObjects::readHeaderUnchecked(const KPPDFData& data, uint64_t
     };
     auto readNumber = [&](uint64_t p, uint64_t* end) -> unsigned long long {
         if (p < first && first - p >= 8 && length - p >= 8) {
-            // Eight bytes at once: the digits that lead them, and their value, without a
-            // branch per digit.
-            uint64_t chunk;
-            std::memcpy(&chunk, base + p, 8);
-            const uint64_t values = chunk ^ 0x3030303030303030ull; // a digit's byte: 0 to 9
-            const uint64_t notDigit =
-                (((values & 0x7f7f7f7f7f7f7f7full) + 0x7676767676767676ull) | values) &
-                0x8080808080808080ull;
-            if (notDigit) {
-                const unsigned digits = static_cast<unsigned>(std::countr_zero(notDigit)) / 8;
-                if (digits == 0) {
-                    *end = p;
-                    return 0;
-                }
-                // The digits moved to the top bytes, zeros (leading zero digits) below.
-                uint64_t v = values << (8 * (8 - digits));
-                v = v * 10 + (v >> 8);
-                v = (((v & 0x000000ff000000ffull) * (100 + (1000000ull << 32))) +
-                     (((v >> 16) & 0x000000ff000000ffull) * (1 + (10000ull << 32)))) >>
-                    32;
+            const unsigned digits = KPPDFLeadingDigits8(base + p);
+            if (digits == 0) {
+                *end = p;
+                return 0;
+            }
+            if (digits < 8) {
                 *end = p + digits;
-                return v;
+                return KPPDFDigitsValue8(base + p, digits);
             }
         }
         // Near the end, or eight digits or more: one digit at a time.
