@@ -28,8 +28,8 @@ void reverse(char* text);
 long long KPPDFParseSignedDecimal(const char* text, const char* limit, const char** end);
 unsigned long long KPPDFParseUnsignedDecimal(const char* text, const char* limit, const char** end);
 
-// Eight bytes at a time, for the long runs of plain numbers in object stream headers and in
-// arrays of references. The caller makes sure that eight bytes at text can be read.
+// Eight bytes at a time, for the long runs of short plain numbers in object stream headers. The
+// caller makes sure that eight bytes at text can be read.
 // How many of them are decimal digits before the first other byte (8 when all are).
 inline unsigned KPPDFLeadingDigits8(const char* text) {
     if constexpr (std::endian::native == std::endian::little) {

@@ -50,10 +50,10 @@ bool KPPDFCompressedObjects::readHeaderUnchecked(const KPPDFData& data, uint64_t
     entries->reserve(static_cast<size_t>(count));
     const char* base = data.chars();
     const uint64_t length = data.length();
-    // The header of a large file holds tens of thousands of pairs, each read several times
-    // over while opening: single blanks and short numbers, the usual text, are taken here
-    // without a call. Blanks and comments are skipped as KPPDFXRefSyntax::skipBlanks skips
-    // them, numbers read up to first as KPPDFParseUnsignedDecimal reads them.
+    // The headers of a large file hold tens of thousands of pairs, all read while opening:
+    // single blanks and short numbers, the usual text, are taken here without a call. Blanks and
+    // comments are skipped as KPPDFXRefSyntax::skipBlanks skips them, numbers read up to first as
+    // KPPDFParseUnsignedDecimal reads them.
     auto skipBlanks = [&](uint64_t p) {
         while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
             p++;

@@ -45,12 +45,13 @@ KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> job
 
 std::unique_ptr<KPPDFInflateAhead> KPPDFInflateAhead::guess(const KPPDFData& file,
                                                             std::vector<Job> jobs) {
+    jobs.resize(std::min(jobs.size(), kGuessAhead));
     for (Job& job : jobs)
         job.objects = 0; // a guess cannot tell which objects will be wanted
     std::unique_ptr<KPPDFInflateAhead> guessed(new KPPDFInflateAhead(file));
     guessed->setUp(std::move(jobs));
     guessed->guessing_ = true;
-    guessed->limit_ = std::min(kGuessAhead, guessed->jobs_.size());
+    guessed->limit_ = guessed->jobs_.size();
     guessed->start();
     return guessed;
 }

@@ -47,8 +47,8 @@ public:
     // file. Starts the helper on the first few at once; if the system refuses a thread, take()
     // always returns false.
     KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> jobs);
-    // A guess: the helper inflates the jobs (whole) up to kGuessAhead of them, and take()
-    // hands out nothing.
+    // A guess: the helper inflates the first kGuessAhead of the jobs (whole), and take() hands
+    // out nothing.
     static std::unique_ptr<KPPDFInflateAhead> guess(const KPPDFData& file, std::vector<Job> jobs);
     // The real order after a guess: stops the guess's helper (after the stream it is on) and
     // keeps, for the jobs here, what it inflated of the same streams in file.
