@@ -236,7 +236,10 @@ KPPDFData KPPDFObjectStream::decodedData() {
     if (!decodedData_.isNull())
         return decodedData_;
     KPPDFData raw = rawData();
-    std::string current(raw.view());
+    // The first filter reads the raw bytes where they are; each later one the output of the
+    // one before.
+    std::string current;
+    bool fromRaw = true;
     KPPDFRef<KPPDFObject> filterEntry = dictionary_ ? dictionary_->resolvedObjectForKey("Filter")
                                                     : nullptr;
     KPPDFRef<KPPDFObject> parmsEntry = dictionary_ ? dictionary_->resolvedObjectForKey("DecodeParms")
@@ -253,36 +256,40 @@ KPPDFData KPPDFObjectStream::decodedData() {
     if (filters.size() > kMaxFilterChain) {
         KPPDFLog("Unsupported filter: chain of %zu filters", filters.size());
         filters.clear();
-        current.clear();
+        fromRaw = false;
     }
     for (size_t i = 0; i < filters.size(); i++) {
+        std::string_view input = fromRaw ? raw.view() : std::string_view(current);
+        if (!input.data())
+            input = std::string_view("", 0); // the decoders take a null pointer for bad input
         KPPDFRef<KPPDFObject> filter = KPPDFObject::resolve(filters[i]);
         std::string name = filter && filter->asName() ? filter->asName()->value() : "";
         std::string next;
         if (name == "FlateDecode" || name == "Fl") {
-            if (current.size() > UINT32_MAX ||
-                !KPPDFFlateDecode(reinterpret_cast<const uint8_t*>(current.data()),
-                                  static_cast<uint32_t>(current.size()), &next))
+            if (input.size() > UINT32_MAX ||
+                !KPPDFFlateDecode(reinterpret_cast<const uint8_t*>(input.data()),
+                                  static_cast<uint32_t>(input.size()), &next))
                 next.clear();
             KPPDFRef<KPPDFObject> parm = i < parms.size() ? KPPDFObject::resolve(parms[i]) : nullptr;
             KPPDFPredictorParams params = predictorParams(parm);
             if (params.predictor > 1)
                 KPPDFApplyPredictor(params, &next);
         } else if (name == "ASCII85Decode" || name == "A85") {
-            if (!KPPDFStreamDecode85(reinterpret_cast<const uint8_t*>(current.data()),
-                                     current.size(), &next))
+            if (!KPPDFStreamDecode85(reinterpret_cast<const uint8_t*>(input.data()), input.size(),
+                                     &next))
                 next.clear();
         } else if (name == "DCTDecode" || name == "DCT") {
-            if (!KPPDFDecodeDCT(reinterpret_cast<const uint8_t*>(current.data()), current.size(),
-                                &next, nullptr, nullptr, nullptr))
+            if (!KPPDFDecodeDCT(reinterpret_cast<const uint8_t*>(input.data()), input.size(), &next,
+                                nullptr, nullptr, nullptr))
                 next.clear();
         } else {
             KPPDFLog("Unsupported filter: %s", name.c_str());
             next.clear();
         }
         current.swap(next);
+        fromRaw = false;
     }
-    decodedData_ = KPPDFData(std::move(current));
+    decodedData_ = fromRaw ? KPPDFData(std::string(raw.view())) : KPPDFData(std::move(current));
     return decodedData_;
 }
 
