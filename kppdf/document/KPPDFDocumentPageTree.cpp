@@ -279,7 +279,10 @@ bool KPPDFDocument::prepPages() {
                 return KPPDFObjectDictionary::objectFromParentsForKey(parent, key,
                                                                       dictionary.get());
             };
-            if (page->cacheGeometry(lookup) && dictionary->unparse(std::move(source))) {
+            // Handed on through one reference, which the function object holds without
+            // allocating (the lookup itself refers to half a dozen locals).
+            if (page->cacheGeometry([&lookup](std::string_view key) { return lookup(key); }) &&
+                dictionary->unparse(std::move(source))) {
                 pages_.push_back(std::move(page));
                 return;
             }

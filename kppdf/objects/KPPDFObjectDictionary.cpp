@@ -242,7 +242,17 @@ bool KPPDFObjectDictionary::peekEntries(std::span<const std::string_view> keys,
                                         KPPDFRef<KPPDFObject>* values) {
     if (parsed_ || objectData_.isNull())
         return false;
-    std::vector<KPPDFPlainEntry> entries;
+    // The page walk peeks at thousands of dictionaries: the entries' room is kept for the next
+    // call on this thread (a call made meanwhile, from a value's parsing, makes its own).
+    thread_local std::vector<KPPDFPlainEntry> spare;
+    struct Borrowed {
+        std::vector<KPPDFPlainEntry> entries = std::move(spare);
+        ~Borrowed() {
+            entries.clear();
+            spare = std::move(entries);
+        }
+    } borrowed;
+    std::vector<KPPDFPlainEntry>& entries = borrowed.entries;
     entries.reserve(16);
     if (!KPPDFPlainDictionaryEntries(objectData_, offset_, &entries))
         return false;
