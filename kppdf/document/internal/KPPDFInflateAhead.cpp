@@ -205,10 +205,9 @@ void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
 }
 
 void KPPDFInflateAhead::work(size_t job, std::unique_lock<std::mutex>& lock) {
-    const Job copy = jobs_[job];
     lock.unlock();
     Result result;
-    bool usable = inflateJob(copy, &result);
+    bool usable = inflateJob(jobs_[job], &result); // the jobs do not change once set up
     lock.lock();
     finish(job, usable, std::move(result));
 }

@@ -85,7 +85,7 @@ private:
     void stop();
     void run();
     // Reads and inflates a job's stream into result, as the helper does; false when it is not
-    // read cleanly. Called without the lock, with a copy of the job.
+    // read cleanly. Called without the lock.
     bool inflateJob(const Job& job, Result* result) const;
     // With the lock held: the next job to inflate, marked Working, or SIZE_MAX when there is
     // none within the window or the results held are at their bound.
