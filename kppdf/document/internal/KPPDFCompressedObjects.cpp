@@ -49,46 +49,18 @@ bool KPPDFCompressedObjects::readHeaderUnchecked(const KPPDFData& data, uint64_t
     count = std::min<uint64_t>({count, uint64_t(kMaxObjectsPerStream), first / 4 + 1});
     entries->reserve(static_cast<size_t>(count));
     const char* base = data.chars();
-    const uint64_t length = data.length();
-    // The headers of a large file hold tens of thousands of pairs, all read while opening:
-    // single blanks and short numbers, the usual text, are taken here without a call. Blanks and
-    // comments are skipped as KPPDFXRefSyntax::skipBlanks skips them, numbers read up to first as
-    // KPPDFParseUnsignedDecimal reads them.
-    auto skipBlanks = [&](uint64_t p) {
-        while (p < length && KPPDFIsWhitespace(static_cast<uint8_t>(base[p])))
-            p++;
-        return p < length && base[p] == '%' ? KPPDFXRefSyntax::skipBlanks(data, p) : p;
-    };
-    auto readNumber = [&](uint64_t p, uint64_t* end) -> unsigned long long {
-        if (p < first && first - p >= 8 && length - p >= 8) {
-            const unsigned digits = KPPDFLeadingDigits8(base + p);
-            if (digits == 0) {
-                *end = p;
-                return 0;
-            }
-            if (digits < 8) {
-                *end = p + digits;
-                return KPPDFDigitsValue8(base + p, digits);
-            }
-        }
-        // Near the end, or eight digits or more: one digit at a time.
-        const char* past = nullptr;
-        unsigned long long value = KPPDFParseUnsignedDecimal(base + p, base + first, &past);
-        *end = p < first ? static_cast<uint64_t>(past - base) : p;
-        return value;
-    };
     uint64_t p = 0;
     for (uint64_t i = 0; i < count; i++) {
-        p = skipBlanks(p);
-        uint64_t end = p;
-        unsigned long long number = readNumber(p, &end);
-        if (end == p)
+        p = KPPDFXRefSyntax::skipBlanks(data, p);
+        const char* end = nullptr;
+        unsigned long long number = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
+        if (end == base + p)
             return !entries->empty();
-        p = skipBlanks(end);
-        unsigned long long offset = readNumber(p, &end);
-        if (end == p)
+        p = KPPDFXRefSyntax::skipBlanks(data, static_cast<uint64_t>(end - base));
+        unsigned long long offset = KPPDFParseUnsignedDecimal(base + p, base + first, &end);
+        if (end == base + p)
             return !entries->empty();
-        p = end;
+        p = static_cast<uint64_t>(end - base);
         // An unusable pair keeps its place (number 0): the index of every later object counts it.
         if (number == 0 || number > KPPDFDocument::kMaxObjectNumber || offset >= UINT64_MAX - first)
             entries->push_back({0, 0});
