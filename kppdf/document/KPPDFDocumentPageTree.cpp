@@ -211,6 +211,27 @@ KPPDFColor outlineColor(KPPDFObjectDictionary& item) {
     return KPPDFColor::colorWithRed(rgb[0], rgb[1], rgb[2], 1.0f);
 }
 
+// True when node's Count says that all its kids are pages (so a kid can be taken for a page
+// without reading it).
+bool kidsAreAllPages(KPPDFObjectDictionary& node, KPPDFObjectArray& kids) {
+    KPPDFRef<KPPDFObject> count = node.resolvedObjectForKey("Count");
+    return count && count->objectType() == KPPDFObjectTypeInteger &&
+           count->longLongValue() == static_cast<long long>(kids.count());
+}
+
+// True when node is plainly a Pages node, told without parsing it when it is unparsed: a page
+// must stay unparsed for the walk, which reads it without parsing.
+bool isPlainlyPagesNode(KPPDFObjectDictionary& node) {
+    constexpr std::string_view kType[] = {"Type"};
+    KPPDFRef<KPPDFObject> type;
+    if (node.isParsed())
+        type = node.resolvedObjectForKey("Type");
+    else if (!node.peekEntries(kType, &type))
+        return false;
+    type = KPPDFObject::resolve(type);
+    return type && type->asName() && type->asName()->value() == "Pages";
+}
+
 } // namespace
 
 bool KPPDFDocument::declaredPageCount(uint32_t* count) {
@@ -332,15 +353,9 @@ std::vector<std::pair<uint32_t, uint32_t>> KPPDFDocument::forecastObjectStreams(
         size_t next;
         bool leaves; // the node's Count says all its kids are pages
     };
-    auto leavesOnly = [](KPPDFObjectDictionary& node, KPPDFObjectArray& kids) {
-        KPPDFRef<KPPDFObject> count = node.resolvedObjectForKey("Count");
-        return count && count->objectType() == KPPDFObjectTypeInteger &&
-               count->longLongValue() == static_cast<long long>(kids.count());
-    };
-    std::vector<Level> levels{{rootKids, 0, leavesOnly(*pagesObject_, *rootKids)}};
+    std::vector<Level> levels{{rootKids, 0, kidsAreAllPages(*pagesObject_, *rootKids)}};
     std::unordered_map<uint32_t, size_t> listed; // stream, its place in order
     NodeSet seen{pagesObject_.get()};
-    constexpr std::string_view kType[] = {"Type"};
     while (!levels.empty()) {
         Level& level = levels.back();
         if (level.next >= level.kids->count()) {
@@ -366,19 +381,11 @@ std::vector<std::pair<uint32_t, uint32_t>> KPPDFDocument::forecastObjectStreams(
         auto node = KPPDFResolve<KPPDFObjectDictionary>(kid);
         if (!node || !seen.insert(node.get()).second)
             continue;
-        // Followed only when plainly a Pages node: a page must not be parsed here, the walk
-        // reads it without parsing.
-        KPPDFRef<KPPDFObject> type;
-        if (node->isParsed())
-            type = node->resolvedObjectForKey("Type");
-        else if (!node->peekEntries(kType, &type))
-            continue;
-        type = KPPDFObject::resolve(type);
-        if (!type || !type->asName() || type->asName()->value() != "Pages" ||
-            levels.size() >= static_cast<size_t>(kMaxPageTreeDepth))
+        // Followed only when plainly a Pages node.
+        if (!isPlainlyPagesNode(*node) || levels.size() >= static_cast<size_t>(kMaxPageTreeDepth))
             continue;
         if (auto below = node->resolvedObjectForKey<KPPDFObjectArray>("Kids")) {
-            bool leaves = leavesOnly(*node, *below);
+            bool leaves = kidsAreAllPages(*node, *below);
             levels.push_back({std::move(below), 0, leaves});
         }
     }
@@ -398,24 +405,14 @@ uint32_t KPPDFDocument::firstPageStream() {
         if (!reference || reference->value() ||
             !streams->location(reference->objectNumber(), &location))
             return 0;
-        // A node whose Count says all its kids are pages: the first kid's stream is the one.
-        KPPDFRef<KPPDFObject> count = node->resolvedObjectForKey("Count");
-        if (count && count->objectType() == KPPDFObjectTypeInteger &&
-            count->longLongValue() == static_cast<long long>(kids->count()))
+        // Below a node of pages alone, or at a kid that is not plainly a Pages node, the first
+        // kid's stream is the one.
+        if (kidsAreAllPages(*node, *kids))
             return location.stream;
-        // Otherwise the kid is read only when plainly a Pages node (a page is left unparsed for
-        // the walk, as in the forecast).
         auto below = KPPDFResolve<KPPDFObjectDictionary>(kid);
         if (!below)
             return 0;
-        constexpr std::string_view kType[] = {"Type"};
-        KPPDFRef<KPPDFObject> type;
-        if (below->isParsed())
-            type = below->resolvedObjectForKey("Type");
-        else if (!below->peekEntries(kType, &type))
-            return location.stream;
-        type = KPPDFObject::resolve(type);
-        if (!type || !type->asName() || type->asName()->value() != "Pages")
+        if (!isPlainlyPagesNode(*below))
             return location.stream;
         node = std::move(below);
     }

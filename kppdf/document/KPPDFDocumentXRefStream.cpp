@@ -270,17 +270,24 @@ void KPPDFDocument::startInflatingAhead() {
     std::vector<uint32_t> numbers = compressedObjects_->streamNumbers();
     if (numbers.size() < kInflateAheadMinStreams)
         return;
+    // The helper reads each stream's dictionary for itself: only where each one starts is
+    // looked up here (0: not a stream it can read, or one decoded already).
+    auto aheadPosition = [&](uint32_t number) -> uint32_t {
+        return number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
+                       !compressedObjects_->isDecoded(number)
+                   ? pending_[number].position
+                   : 0;
+    };
     // While the page tree is read for the walk's order, the helper starts on a guess: the
     // streams as they stand in the file from the one that holds the first page (the way most
     // files lay their pages out).
-    uint32_t firstStream = firstPageStream();
-    if (firstStream && firstStream < pending_.size() && pending_[firstStream].position != 0) {
+    const uint32_t firstStream = firstPageStream();
+    if (uint32_t first =
+            firstStream && firstStream < pending_.size() ? pending_[firstStream].position : 0) {
         std::vector<KPPDFCompressedObjects::AheadJob> guess;
         for (uint32_t number : numbers)
-            if (number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
-                pending_[number].position >= pending_[firstStream].position &&
-                !compressedObjects_->isDecoded(number))
-                guess.push_back({number, pending_[number].position, 0});
+            if (uint32_t position = aheadPosition(number); position >= first)
+                guess.push_back({number, position, 0});
         std::sort(guess.begin(), guess.end(),
                   [](const auto& a, const auto& b) { return a.position < b.position; });
         compressedObjects_->guessInflatingAhead(docData_, std::move(guess));
@@ -297,14 +304,11 @@ void KPPDFDocument::startInflatingAhead() {
     for (size_t i = 0; i < numbers.size(); i++)
         if (!forecast[i])
             order.push_back({numbers[i], 0});
-    // The helper reads each stream's dictionary for itself: only where each one starts is
-    // looked up here.
     std::vector<KPPDFCompressedObjects::AheadJob> jobs;
     jobs.reserve(order.size());
     for (const auto& [number, objects] : order)
-        if (number < pending_.size() && pending_[number].generation != kNoPlaceholder &&
-            pending_[number].position != 0 && !compressedObjects_->isDecoded(number))
-            jobs.push_back({number, pending_[number].position, objects});
+        if (uint32_t position = aheadPosition(number))
+            jobs.push_back({number, position, objects});
     compressedObjects_->startInflatingAhead(docData_, std::move(jobs));
 }
 
