@@ -193,6 +193,8 @@ size_t KPPDFInflateAhead::claimNext() {
 }
 
 void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
+    if (states_[job] != State::Working)
+        return; // the reader took the job over meanwhile
     if (usable) {
         heldBytes_ += result.data.length();
         results_[job] = std::move(result);
@@ -221,7 +223,6 @@ void KPPDFInflateAhead::run() {
             continue;
         }
         work(job, lock);
-        finished_.notify_all();
     }
 }
 
@@ -262,18 +263,29 @@ bool KPPDFInflateAhead::take(uint32_t stream,
     }
     // A stream the helper has not started, the reader reads the helper's way now. While the
     // helper finishes the one wanted, the reader inflates the next one itself rather than sit
-    // idle: the helper alone falls behind a reader that only parses.
+    // idle: the helper alone falls behind a reader that only parses. With nothing else left to
+    // do, the reader does not wait for the helper either, which may have lost its CPU to
+    // another program for a whole time slice: it inflates the stream itself, and what the
+    // helper makes of it is dropped.
     if (states_[job] == State::Pending) {
         states_[job] = State::Working;
         work(job, lock);
     }
     while (states_[job] == State::Working) {
         size_t next = claimNext();
-        if (next == SIZE_MAX) {
-            finished_.wait(lock);
+        if (next != SIZE_MAX) {
+            work(next, lock);
             continue;
         }
-        work(next, lock);
+        states_[job] = State::Gone;
+        lock.unlock();
+        Result own;
+        bool usable = inflateJob(jobs_[job], &own);
+        lock.lock();
+        if (usable) {
+            states_[job] = State::Working;
+            finish(job, true, std::move(own));
+        }
     }
     bool handed = false;
     if (states_[job] == State::Done) {

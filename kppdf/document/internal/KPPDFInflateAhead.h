@@ -14,7 +14,8 @@
 // reader is expected to take them; the helper works a few jobs ahead of the last one taken, and
 // lets go of what it made for jobs the reader passed by or jumped away from. A reader that
 // finds the helper still on the stream it wants inflates the next jobs itself meanwhile, so the
-// two share the inflating when parsing is the lighter part.
+// two share the inflating when parsing is the lighter part, and never waits for the helper:
+// with nothing else to do, it inflates the stream it wants itself.
 //
 // The helper touches no document state: a job is a stream number and the place of its object in
 // the file (the data keeps the bytes alive), which the helper reads for itself when it is
@@ -58,8 +59,9 @@ public:
     KPPDFInflateAhead(const KPPDFInflateAhead&) = delete;
     KPPDFInflateAhead& operator=(const KPPDFInflateAhead&) = delete;
 
-    // The decoded bytes and header of stream, into index: at once if they were made, after the
-    // helper finishes if it is reading that stream now, read the helper's way on the calling
+    // The decoded bytes and header of stream, into index: at once if they were made; if the
+    // helper is reading that stream now, once it finishes or, should the reader run out of
+    // other jobs first, read on the calling thread; read the helper's way on the calling
     // thread if nobody started it; in every case only when the stream was read as expected.
     // False, index untouched, when the reader is to decode it itself (a stream read already or
     // let go, not read cleanly, or not a job).
@@ -117,7 +119,6 @@ private:
     size_t handed_ = 0;
     bool stop_ = false;
     mutable std::mutex mutex_;
-    std::condition_variable wake_;     // the helper, for room or a new position
-    std::condition_variable finished_; // the reader, for a job being inflated
+    std::condition_variable wake_; // the helper, for room or a new position
     std::thread thread_;
 };
