@@ -262,14 +262,24 @@ void KPPDFPage::removeExtraObject(const KPPDFRef<KPPDFObject>& object) {
     });
 }
 
+const std::string& KPPDFPage::pageString() const {
+    static const std::string kNone;
+    return content_ ? content_->pageString.string() : kNone;
+}
+
+const KPPDFPage::BaselineList& KPPDFPage::baselines() const {
+    static const BaselineList kNone;
+    return content_ ? content_->baselines : kNone;
+}
+
 void KPPDFPage::resetContent() {
-    pageFonts_ = FontMap();
-    textBlobs_.clear();
-    baselines_.clear();
-    gstate_.reset();
-    gstateStack_ = std::vector<KPPDFRef<KPPDFGraphicsState>>();
-    pageString_ = KPPDFAttributedString();
-    decodedStreams_.clear();
+    // Everything the content made goes, but the images.
+    if (content_) {
+        std::vector<KPPDFRef<KPPDFImage>> images = std::move(content_->images);
+        content_.reset();
+        if (!images.empty())
+            content().images = std::move(images);
+    }
     preparedForSearch_ = false;
     preparedForSelection_ = false;
     parsedFirstContentObject_ = false;
@@ -312,16 +322,21 @@ KPPDFRef<KPPDFPage> KPPDFPage::copy() const {
     page->extraObjects_ = extraObjects_;
     // The fonts are shared (they belong to the document's font list); the graphics state is
     // copied, since the interpreter changes it in place and the pages must not disturb each other.
-    page->pageFonts_ = pageFonts_;
-    if (gstate_) {
-        page->gstate_ = gstate_->copy();
-        page->gstateStack_ = {page->gstate_};
+    if (content_) {
+        ContentState& copied = page->content();
+        copied.pageFonts = content_->pageFonts;
+        if (content_->gstate) {
+            copied.gstate = content_->gstate->copy();
+            copied.gstateStack = {copied.gstate};
+        }
+        if (preparedForSearch_) {
+            copied.baselines = content_->baselines;
+            copied.textBlobs = content_->textBlobs;
+            copied.pageString = content_->pageString;
+        }
     }
     page->processedAnnotations_ = processedAnnotations_;
     if (preparedForSearch_) {
-        page->baselines_ = baselines_;
-        page->textBlobs_ = textBlobs_;
-        page->pageString_ = pageString_;
         page->preparedForSearch_ = preparedForSearch_;
         page->preparedForSelection_ = preparedForSelection_;
     }

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -123,9 +124,9 @@ public:
 
     // ---- Text state ----
     // The page's extracted text; empty until the text has been prepared.
-    const std::string& pageString() const { return pageString_.string(); }
-    KPPDFAttributedString& richPageString() { return pageString_; }
-    void setPageString(KPPDFAttributedString string) { pageString_ = std::move(string); }
+    const std::string& pageString() const;
+    KPPDFAttributedString& richPageString() { return content().pageString; }
+    void setPageString(KPPDFAttributedString string) { content().pageString = std::move(string); }
     bool preparedForSearch() const { return preparedForSearch_; }
     bool preparedForSelection() const { return preparedForSelection_; }
     bool parsedFirstContentObject() const { return parsedFirstContentObject_; }
@@ -156,25 +157,27 @@ public:
     // Forms drawn inside forms deeper than this are not read (nor is a form inside itself).
     static constexpr int kMaxFormDepth = 32;
     // Fonts by resource name, filled by setupFontInfo.
-    FontMap& pageFonts() { return pageFonts_; }
-    void setPageFonts(FontMap fonts) { pageFonts_ = std::move(fonts); }
+    FontMap& pageFonts() { return content().pageFonts; }
+    void setPageFonts(FontMap fonts) { content().pageFonts = std::move(fonts); }
     // The current state while content is read; never null.
     const KPPDFRef<KPPDFGraphicsState>& gstate() const {
         startGstate();
-        return gstate_;
+        return content_->gstate;
     }
     // A null state is ignored.
     void setGstate(KPPDFRef<KPPDFGraphicsState> state);
     // The q/Q stack; its first element is the initial state.
     std::vector<KPPDFRef<KPPDFGraphicsState>>& gstateStack() {
         startGstate();
-        return gstateStack_;
+        return content_->gstateStack;
     }
     // Shown strings in content order until they are sorted.
-    std::vector<KPPDFRef<KPPDFTextBlob>>& textBlobs() { return textBlobs_; }
-    void setTextBlobs(std::vector<KPPDFRef<KPPDFTextBlob>> blobs) { textBlobs_ = std::move(blobs); }
+    std::vector<KPPDFRef<KPPDFTextBlob>>& textBlobs() { return content().textBlobs; }
+    void setTextBlobs(std::vector<KPPDFRef<KPPDFTextBlob>> blobs) {
+        content().textBlobs = std::move(blobs);
+    }
     // Image XObjects drawn by the content, in drawing order, as parseContent found them.
-    std::vector<KPPDFRef<KPPDFImage>>& images() { return images_; }
+    std::vector<KPPDFRef<KPPDFImage>>& images() { return content().images; }
     // Makes the fonts of a resource dictionary's Font entry (shared through the document's
     // font list, under KPPDFPageLock) and enters them in pageFonts. Null does nothing.
     void setupFontInfo(const KPPDFRef<KPPDFObjectDictionary>& resources);
@@ -208,8 +211,8 @@ public:
     // column order, the page string rebuilt in that order.
     void prepareForSelection();
     // The lines in reading order; empty until prepared.
-    const BaselineList& baselines() const { return baselines_; }
-    void setBaselines(BaselineList baselines) { baselines_ = std::move(baselines); }
+    const BaselineList& baselines() const;
+    void setBaselines(BaselineList baselines) { content().baselines = std::move(baselines); }
     // The union of the lines' bounds, from the zero rectangle.
     static KPPDFRect boundsForBaselines(const BaselineList& baselines);
     // The union of each line's bounds clipped to within.
@@ -253,7 +256,6 @@ private:
     uint32_t pageNumberInDocument_ = 0;
     std::vector<KPPDFRef<KPPDFImprint>> imprints_;
     KPPDFRef<KPPDFObjectDictionary> pageDictionary_;
-    KPPDFAttributedString pageString_;
     KPPDFObjectList extraObjects_;
     bool processedAnnotations_ = false;
     bool preparedForSearch_ = false;
@@ -269,17 +271,28 @@ private:
     struct ContentContext;
     void interpretContent(ContentContext& context);
     void drawXObject(ContentContext& context, std::string_view name);
-    FontMap pageFonts_;
-    // Made when first needed (most pages of a large document never read their content): a
-    // fresh state and the stack holding it.
+    // Made when first needed: a fresh state and the stack holding it.
     void startGstate() const;
-    mutable KPPDFRef<KPPDFGraphicsState> gstate_;
-    mutable std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack_;
-    std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs_;
-    std::vector<KPPDFRef<KPPDFImage>> images_;
-    // The streams whose decoded bytes parsing asked for, so releaseContent can drop them.
-    std::vector<KPPDFRef<KPPDFObjectStream>> decodedStreams_;
 
-    // Text lines (KPPDFPageText.cpp).
-    BaselineList baselines_;
+    // What reading the content and preparing the text make. Most pages of a large document
+    // never read their content, so it is kept apart and made on first use (content()); a page
+    // that has none costs a pointer.
+    struct ContentState {
+        KPPDFAttributedString pageString;
+        FontMap pageFonts;
+        KPPDFRef<KPPDFGraphicsState> gstate;
+        std::vector<KPPDFRef<KPPDFGraphicsState>> gstateStack;
+        std::vector<KPPDFRef<KPPDFTextBlob>> textBlobs;
+        std::vector<KPPDFRef<KPPDFImage>> images;
+        // The streams whose decoded bytes parsing asked for, so releaseContent can drop them.
+        std::vector<KPPDFRef<KPPDFObjectStream>> decodedStreams;
+        // Text lines (KPPDFPageText.cpp).
+        BaselineList baselines;
+    };
+    ContentState& content() const {
+        if (!content_)
+            content_ = std::make_unique<ContentState>();
+        return *content_;
+    }
+    mutable std::unique_ptr<ContentState> content_;
 };

@@ -279,17 +279,18 @@ struct KPPDFPage::ContentContext {
 };
 
 void KPPDFPage::startGstate() const {
-    if (gstate_)
+    ContentState& state = content();
+    if (state.gstate)
         return;
-    gstate_ = std::make_shared<KPPDFGraphicsState>();
-    gstateStack_ = {gstate_};
+    state.gstate = std::make_shared<KPPDFGraphicsState>();
+    state.gstateStack = {state.gstate};
 }
 
 void KPPDFPage::setGstate(KPPDFRef<KPPDFGraphicsState> state) {
     if (!state)
         return;
     startGstate();
-    gstate_ = std::move(state);
+    content().gstate = std::move(state);
 }
 
 void KPPDFPage::setupFontInfo(const KPPDFRef<KPPDFObjectDictionary>& resources) {
@@ -320,7 +321,7 @@ void KPPDFPage::setupFontInfo(const KPPDFRef<KPPDFObjectDictionary>& resources) 
             }
         }
         if (font)
-            pageFonts_.insert_or_assign(name, std::move(font));
+            content().pageFonts.insert_or_assign(name, std::move(font));
     }
 }
 
@@ -357,8 +358,8 @@ void KPPDFPage::parseContentStreams(const std::vector<KPPDFRef<KPPDFObjectStream
     ContentContext::Run run;
     ContentContext context;
     context.content = contentDataForStreams(streams);
-    decodedStreams_.insert(decodedStreams_.end(), context.content.streams.begin(),
-                           context.content.streams.end());
+    content().decodedStreams.insert(content().decodedStreams.end(), context.content.streams.begin(),
+                                    context.content.streams.end());
     if (pageDictionary_)
         context.resources = KPPDFResolve<KPPDFObjectDictionary>(
             pageDictionary_->objectFromAncestorsForKey("Resources"));
@@ -369,18 +370,18 @@ void KPPDFPage::parseContentStreams(const std::vector<KPPDFRef<KPPDFObjectStream
 
 void KPPDFPage::releaseContent() {
     // A form drawn again and again is listed each time; dropping its bytes twice is harmless.
-    for (const auto& stream : decodedStreams_)
-        stream->releaseDecodedData();
+    if (content_)
+        for (const auto& stream : content_->decodedStreams)
+            stream->releaseDecodedData();
     resetContent();
-    images_.clear();
-    decodedStreams_.shrink_to_fit();
+    content_.reset();
 }
 
 void KPPDFPage::handleTd(float tx, float ty) {
     startGstate();
-    KPPDFAffineTransform matrix = translation(tx, ty).concat(gstate_->textLineMatrix());
-    gstate_->setTextMatrix(matrix);
-    gstate_->setTextLineMatrix(matrix);
+    KPPDFAffineTransform matrix = translation(tx, ty).concat(content().gstate->textLineMatrix());
+    content().gstate->setTextMatrix(matrix);
+    content().gstate->setTextLineMatrix(matrix);
 }
 
 void KPPDFPage::interpretContent(ContentContext& context) {
@@ -443,7 +444,7 @@ void KPPDFPage::interpretContent(ContentContext& context) {
         }
         float v[6];
         std::string_view text;
-        KPPDFGraphicsState& gs = *gstate_;
+        KPPDFGraphicsState& gs = *content().gstate;
         auto is = [&](const char* word) {
             return std::strlen(word) == length && std::memcmp(word, op, length) == 0;
         };
@@ -451,14 +452,14 @@ void KPPDFPage::interpretContent(ContentContext& context) {
         case 'q':
             if (length != 1)
                 break;
-            if (gstateStack_.size() >= kMaxGstateDepth) {
+            if (content().gstateStack.size() >= kMaxGstateDepth) {
                 if (context.ignoredSaves++ == 0)
                     KPPDFLog("Graphics states nested deeper than %zu are not saved",
                              kMaxGstateDepth);
                 break;
             }
-            gstateStack_.push_back(gstate_);
-            gstate_ = gstate_->copy();
+            content().gstateStack.push_back(content().gstate);
+            content().gstate = content().gstate->copy();
             break;
         case 'Q':
             if (length != 1)
@@ -468,12 +469,12 @@ void KPPDFPage::interpretContent(ContentContext& context) {
                 break;
             }
             // Nothing saved by this content: keep the current state rather than lose it.
-            if (gstateStack_.size() <= context.stackBase)
+            if (content().gstateStack.size() <= context.stackBase)
                 break;
-            gstate_ = gstateStack_.back();
-            gstateStack_.pop_back();
-            if (!gstate_)
-                gstate_ = std::make_shared<KPPDFGraphicsState>();
+            content().gstate = content().gstateStack.back();
+            content().gstateStack.pop_back();
+            if (!content().gstate)
+                content().gstate = std::make_shared<KPPDFGraphicsState>();
             break;
         case 'c':
             if (is("cm") && numbers(6, v))
@@ -565,7 +566,7 @@ void KPPDFPage::interpretContent(ContentContext& context) {
                 break;
             case 'j':
             case 'J':
-                if (textBlobs_.size() >= kMaxTextBlobs) {
+                if (content().textBlobs.size() >= kMaxTextBlobs) {
                     if (!run.blobLimitLogged)
                         KPPDFLog("More than %zu strings shown on a page; the rest are not kept",
                                  kMaxTextBlobs);
@@ -641,23 +642,23 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
     if (!stream || !stream->dictionary())
         return;
     KPPDFObjectDictionary& dictionary = *stream->dictionary();
-    const KPPDFAffineTransform& ctm = gstate_->CTM();
+    const KPPDFAffineTransform& ctm = content().gstate->CTM();
 
     if (dictionary.hasName("Subtype", "Image")) {
-        if (images_.size() >= kMaxImages) {
+        if (content().images.size() >= kMaxImages) {
             if (!run.imageLimitLogged)
                 KPPDFLog("More than %zu images on a page; the rest are not listed", kMaxImages);
             run.imageLimitLogged = true;
             return;
         }
         KPPDFRef<KPPDFImage> image = KPPDFImage::imageWithXObject(stream);
-        image->setGstate(gstate_->copy());
+        image->setGstate(content().gstate->copy());
         image->setX(ctm.tx);
         image->setY(ctm.ty);
         // The unit square is drawn through the CTM: the image's sides are its axes' lengths.
         image->setWidth(std::hypot(ctm.a, ctm.b));
         image->setHeight(std::hypot(ctm.c, ctm.d));
-        images_.push_back(std::move(image));
+        content().images.push_back(std::move(image));
         return;
     }
     if (!dictionary.hasName("Subtype", "Form"))
@@ -692,20 +693,20 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
 
     // A form is painted as q, Matrix cm, content, Q (ISO 32000-1, 8.10.1); its font names
     // are its own, so the page's fonts come back afterwards.
-    KPPDFRef<KPPDFGraphicsState> saved = gstate_;
-    size_t savedDepth = gstateStack_.size();
-    gstate_ = saved->copy();
-    gstate_->setOuterCTM(ctm);
+    KPPDFRef<KPPDFGraphicsState> saved = content().gstate;
+    size_t savedDepth = content().gstateStack.size();
+    content().gstate = saved->copy();
+    content().gstate->setOuterCTM(ctm);
     KPPDFAffineTransform matrix;
     if (matrixFromArray(KPPDFCast<KPPDFObjectArray>(dictionary.resolvedObjectForKey("Matrix")),
                         &matrix))
-        gstate_->setCTM(matrix.concat(ctm));
-    FontMap savedFonts = pageFonts_;
+        content().gstate->setCTM(matrix.concat(ctm));
+    FontMap savedFonts = content().pageFonts;
     setupFontInfo(resources);
 
     ContentContext inner;
     inner.content = contentDataForStreams({stream});
-    decodedStreams_.push_back(stream);
+    content().decodedStreams.push_back(stream);
     inner.resources = resources;
     inner.run = &run;
     inner.depth = context.depth + 1;
@@ -714,10 +715,10 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
     interpretContent(inner);
     run.formPath.pop_back();
 
-    pageFonts_ = std::move(savedFonts);
-    if (gstateStack_.size() > savedDepth)
-        gstateStack_.resize(savedDepth);
-    gstate_ = std::move(saved);
+    content().pageFonts = std::move(savedFonts);
+    if (content().gstateStack.size() > savedDepth)
+        content().gstateStack.resize(savedDepth);
+    content().gstate = std::move(saved);
 }
 
 void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFRange range) {
@@ -730,12 +731,12 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
                  range.location, range.length, data.length());
         return;
     }
-    if (textBlobs_.size() >= kMaxTextBlobs)
+    if (content().textBlobs.size() >= kMaxTextBlobs)
         return;
 
-    const KPPDFGraphicsState& gs = *gstate_;
+    const KPPDFGraphicsState& gs = *content().gstate;
     KPPDFRef<KPPDFFont> font;
-    if (auto found = pageFonts_.find(gs.Tfont()); found != pageFonts_.end())
+    if (auto found = content().pageFonts.find(gs.Tfont()); found != content().pageFonts.end())
         font = found->second;
     const uint32_t codeLength = font && font->isTwoByte() ? 2 : 1;
 
@@ -863,9 +864,9 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
         widths.back() += pending;
 
     // The state as the text was shown, before the text matrix moves past it.
-    KPPDFRef<KPPDFGraphicsState> shownState = nCodes ? gstate_->copy() : nullptr;
+    KPPDFRef<KPPDFGraphicsState> shownState = nCodes ? content().gstate->copy() : nullptr;
     KPPDFAffineTransform next = vertical ? translation(0, vAdvance) : translation(advance, 0);
-    gstate_->setTextMatrix(next.concat(gs.textMatrix()));
+    content().gstate->setTextMatrix(next.concat(gs.textMatrix()));
     if (nCodes == 0)
         return; // nothing shown: the matrix has moved, but there is no text to keep
 
@@ -886,5 +887,5 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
             std::vector<KPPDFTextBlob::Adjustment>(adjustments.begin(), adjustments.end()));
     blob->setTextScale(scale);
     PageLockHolder lock;
-    textBlobs_.push_back(std::move(blob));
+    content().textBlobs.push_back(std::move(blob));
 }

@@ -257,7 +257,7 @@ void KPPDFPage::prepareForSearch() {
     preparedForSearch_ = true;
     parseContent();
 
-    std::stable_sort(textBlobs_.begin(), textBlobs_.end(),
+    std::stable_sort(content().textBlobs.begin(), content().textBlobs.end(),
                      [](const KPPDFRef<KPPDFTextBlob>& a, const KPPDFRef<KPPDFTextBlob>& b) {
                          float ay = sortY(*a), by = sortY(*b);
                          if (ay != by)
@@ -272,9 +272,9 @@ void KPPDFPage::prepareForSearch() {
     KPPDFBaseline::BlobList line;
     uint64_t lineStart = 0;
     KPPDFTextBlob* previous = nullptr;
-    for (size_t i = 0; i < textBlobs_.size(); i++) {
-        KPPDFTextBlob& blob = *textBlobs_[i];
-        line.push_back(textBlobs_[i]);
+    for (size_t i = 0; i < content().textBlobs.size(); i++) {
+        KPPDFTextBlob& blob = *content().textBlobs[i];
+        line.push_back(content().textBlobs[i]);
         const KPPDFTextAttributes& look = attributes.attributesFor(blob);
         // Neighbours set apart by more than a letter's gap are separate words, even when the
         // content shows no space between them (each word placed by its own operator).
@@ -289,8 +289,8 @@ void KPPDFPage::prepareForSearch() {
         uint64_t start = text.length();
         if (!blob.string().empty())
             text.append(blob.string(), look);
-        bool endsLine =
-            i + 1 == textBlobs_.size() || textBlobs_[i + 1]->location().y != blob.location().y;
+        bool endsLine = i + 1 == content().textBlobs.size() ||
+                        content().textBlobs[i + 1]->location().y != blob.location().y;
         if (endsLine)
             text.append("\n", look);
         blob.setRangeInPageString(KPPDFMakeRange(static_cast<uint32_t>(start),
@@ -305,8 +305,8 @@ void KPPDFPage::prepareForSearch() {
             previous = nullptr;
         }
     }
-    baselines_ = std::move(lines);
-    pageString_ = std::move(text);
+    content().baselines = std::move(lines);
+    content().pageString = std::move(text);
 }
 
 void KPPDFPage::prepareForSelection() {
@@ -314,15 +314,15 @@ void KPPDFPage::prepareForSelection() {
         return;
     prepareForSearch();
     PageTextLock lock;
-    for (const auto& blob : textBlobs_)
+    for (const auto& blob : content().textBlobs)
         fillWidths(*blob);
     // Paragraph styles are not kept: the attributed string has no paragraph attributes.
     preparedForSelection_ = true;
 
     // Wide gaps inside a line part it; the new line after each cut is looked at in its turn.
     const bool spaceGap = KPPDFUseSpaceGap();
-    for (size_t i = 0; i < baselines_.size(); i++) {
-        KPPDFBaseline& line = *baselines_[i];
+    for (size_t i = 0; i < content().baselines.size(); i++) {
+        KPPDFBaseline& line = *content().baselines[i];
         float width = kSplitGapWidth;
         if (spaceGap && !line.isEmpty())
             width = std::max(kSpaceGapSplit * displayFontSize(*line.blobs().front()), 0.01f);
@@ -330,14 +330,14 @@ void KPPDFPage::prepareForSelection() {
         if (KPPDFIsEmptyGap(gap))
             continue;
         if (auto tail = line.splitBaselineAtXPos(gap.x + 0.5f * gap.width))
-            baselines_.insert(baselines_.begin() + static_cast<std::ptrdiff_t>(i) + 1,
-                              std::move(tail));
+            content().baselines.insert(
+                content().baselines.begin() + static_cast<std::ptrdiff_t>(i) + 1, std::move(tail));
     }
 
     // Columns: lines grouped by left edge (to a tenth of a unit). A few groups whose lines do
     // not reach into each other are columns, read one after the other from the left.
     std::map<int64_t, BaselineList> groups;
-    for (const auto& line : baselines_) {
+    for (const auto& line : content().baselines) {
         double edge = std::round(double(line->minX()) * 10.0);
         // Keys stay inside the integer range whatever a broken matrix put there.
         int64_t key = std::isfinite(edge) ? int64_t(std::clamp(edge, -1e15, 1e15)) : INT64_MIN;
@@ -353,16 +353,16 @@ void KPPDFPage::prepareForSelection() {
     }
     hasColumns_ = true;
     BaselineList ordered;
-    ordered.reserve(baselines_.size());
+    ordered.reserve(content().baselines.size());
     for (auto& [key, group] : groups)
         ordered.insert(ordered.end(), group.begin(), group.end());
-    if (ordered == baselines_)
+    if (ordered == content().baselines)
         return;
-    baselines_ = std::move(ordered);
+    content().baselines = std::move(ordered);
     KPPDFAttributedString rebuilt;
-    for (const auto& line : baselines_)
-        line->addBaselineBlobsToPageString(rebuilt, pageString_);
-    pageString_ = std::move(rebuilt);
+    for (const auto& line : content().baselines)
+        line->addBaselineBlobsToPageString(rebuilt, content().pageString);
+    content().pageString = std::move(rebuilt);
 }
 
 KPPDFRect KPPDFPage::boundsForBaselines(const BaselineList& baselines) {
@@ -380,7 +380,7 @@ KPPDFRect KPPDFPage::boundsForBaselines(const BaselineList& baselines, KPPDFRect
 }
 
 int32_t KPPDFPage::charPositionForPoint(KPPDFPoint point, KPPDFRef<KPPDFBaseline>* baseline) {
-    for (const auto& line : baselines_) {
+    for (const auto& line : content().baselines) {
         if (!line->hitTest(point))
             continue;
         if (baseline)
@@ -395,9 +395,9 @@ int32_t KPPDFPage::closestCharPositionForPoint(KPPDFPoint point) {
     auto lastPosition = [&](KPPDFBaseline& line) {
         return utf16Position(text, int64_t(line.rangeInPageString().end()) - 1);
     };
-    if (baselines_.empty())
+    if (content().baselines.empty())
         return 0;
-    KPPDFBaseline& last = *baselines_.back();
+    KPPDFBaseline& last = *content().baselines.back();
     KPPDFRect lastBounds = last.bounds();
     // At or below the start of the last line the selection runs to the end of the text; this
     // holds inside the last line too.
@@ -408,7 +408,7 @@ int32_t KPPDFPage::closestCharPositionForPoint(KPPDFPoint point) {
     constexpr float kFarthest = 999999.0f;
     float best = kFarthest;
     KPPDFBaseline* nearest = nullptr;
-    for (const auto& line : baselines_) {
+    for (const auto& line : content().baselines) {
         if (line->hitTest(point))
             return utf16Position(text, line->charPositionForPoint(point));
         KPPDFRect r = line->bounds();
@@ -449,11 +449,11 @@ KPPDFPage::BaselineList KPPDFPage::baselinesFromCharPosition(int32_t from, int32
         KPPDFRange range = line->rangeInPageString();
         return byte >= range.location && byte < range.end();
     };
-    auto first = std::find_if(baselines_.begin(), baselines_.end(),
+    auto first = std::find_if(content().baselines.begin(), content().baselines.end(),
                               [&](const auto& line) { return holds(line, fromByte); });
-    auto last = std::find_if(baselines_.begin(), baselines_.end(),
+    auto last = std::find_if(content().baselines.begin(), content().baselines.end(),
                              [&](const auto& line) { return holds(line, toByte); });
-    if (first == baselines_.end() || last == baselines_.end() || last < first)
+    if (first == content().baselines.end() || last == content().baselines.end() || last < first)
         return {};
     return BaselineList(first, last + 1);
 }
@@ -477,7 +477,7 @@ std::vector<KPPDFRect> KPPDFPage::rectsForCharRange(KPPDFRange characters) {
     std::vector<KPPDFRect> rects;
     if (bytes.length == 0)
         return rects;
-    for (const auto& line : baselines_) {
+    for (const auto& line : content().baselines) {
         KPPDFRange range = line->rangeInPageString();
         if (range.end() <= bytes.location || bytes.end() <= range.location)
             continue;
