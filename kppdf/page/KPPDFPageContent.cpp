@@ -385,6 +385,7 @@ void KPPDFPage::handleTd(float tx, float ty) {
 }
 
 void KPPDFPage::interpretContent(ContentContext& context) {
+    ContentState& state = content();
     startGstate();
     ContentContext::Run& run = *context.run;
     const KPPDFData& data = context.content.data;
@@ -444,7 +445,7 @@ void KPPDFPage::interpretContent(ContentContext& context) {
         }
         float v[6];
         std::string_view text;
-        KPPDFGraphicsState& gs = *content().gstate;
+        KPPDFGraphicsState& gs = *state.gstate;
         auto is = [&](const char* word) {
             return std::strlen(word) == length && std::memcmp(word, op, length) == 0;
         };
@@ -452,14 +453,14 @@ void KPPDFPage::interpretContent(ContentContext& context) {
         case 'q':
             if (length != 1)
                 break;
-            if (content().gstateStack.size() >= kMaxGstateDepth) {
+            if (state.gstateStack.size() >= kMaxGstateDepth) {
                 if (context.ignoredSaves++ == 0)
                     KPPDFLog("Graphics states nested deeper than %zu are not saved",
                              kMaxGstateDepth);
                 break;
             }
-            content().gstateStack.push_back(content().gstate);
-            content().gstate = content().gstate->copy();
+            state.gstateStack.push_back(state.gstate);
+            state.gstate = state.gstate->copy();
             break;
         case 'Q':
             if (length != 1)
@@ -469,12 +470,12 @@ void KPPDFPage::interpretContent(ContentContext& context) {
                 break;
             }
             // Nothing saved by this content: keep the current state rather than lose it.
-            if (content().gstateStack.size() <= context.stackBase)
+            if (state.gstateStack.size() <= context.stackBase)
                 break;
-            content().gstate = content().gstateStack.back();
-            content().gstateStack.pop_back();
-            if (!content().gstate)
-                content().gstate = std::make_shared<KPPDFGraphicsState>();
+            state.gstate = state.gstateStack.back();
+            state.gstateStack.pop_back();
+            if (!state.gstate)
+                state.gstate = std::make_shared<KPPDFGraphicsState>();
             break;
         case 'c':
             if (is("cm") && numbers(6, v))
@@ -566,7 +567,7 @@ void KPPDFPage::interpretContent(ContentContext& context) {
                 break;
             case 'j':
             case 'J':
-                if (content().textBlobs.size() >= kMaxTextBlobs) {
+                if (state.textBlobs.size() >= kMaxTextBlobs) {
                     if (!run.blobLimitLogged)
                         KPPDFLog("More than %zu strings shown on a page; the rest are not kept",
                                  kMaxTextBlobs);
@@ -633,6 +634,7 @@ void KPPDFPage::interpretContent(ContentContext& context) {
 }
 
 void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
+    ContentState& state = content();
     ContentContext::Run& run = *context.run;
     if (!context.resources)
         return;
@@ -642,23 +644,23 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
     if (!stream || !stream->dictionary())
         return;
     KPPDFObjectDictionary& dictionary = *stream->dictionary();
-    const KPPDFAffineTransform& ctm = content().gstate->CTM();
+    const KPPDFAffineTransform& ctm = state.gstate->CTM();
 
     if (dictionary.hasName("Subtype", "Image")) {
-        if (content().images.size() >= kMaxImages) {
+        if (state.images.size() >= kMaxImages) {
             if (!run.imageLimitLogged)
                 KPPDFLog("More than %zu images on a page; the rest are not listed", kMaxImages);
             run.imageLimitLogged = true;
             return;
         }
         KPPDFRef<KPPDFImage> image = KPPDFImage::imageWithXObject(stream);
-        image->setGstate(content().gstate->copy());
+        image->setGstate(state.gstate->copy());
         image->setX(ctm.tx);
         image->setY(ctm.ty);
         // The unit square is drawn through the CTM: the image's sides are its axes' lengths.
         image->setWidth(std::hypot(ctm.a, ctm.b));
         image->setHeight(std::hypot(ctm.c, ctm.d));
-        content().images.push_back(std::move(image));
+        state.images.push_back(std::move(image));
         return;
     }
     if (!dictionary.hasName("Subtype", "Form"))
@@ -693,20 +695,20 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
 
     // A form is painted as q, Matrix cm, content, Q (ISO 32000-1, 8.10.1); its font names
     // are its own, so the page's fonts come back afterwards.
-    KPPDFRef<KPPDFGraphicsState> saved = content().gstate;
-    size_t savedDepth = content().gstateStack.size();
-    content().gstate = saved->copy();
-    content().gstate->setOuterCTM(ctm);
+    KPPDFRef<KPPDFGraphicsState> saved = state.gstate;
+    size_t savedDepth = state.gstateStack.size();
+    state.gstate = saved->copy();
+    state.gstate->setOuterCTM(ctm);
     KPPDFAffineTransform matrix;
     if (matrixFromArray(KPPDFCast<KPPDFObjectArray>(dictionary.resolvedObjectForKey("Matrix")),
                         &matrix))
-        content().gstate->setCTM(matrix.concat(ctm));
-    FontMap savedFonts = content().pageFonts;
+        state.gstate->setCTM(matrix.concat(ctm));
+    FontMap savedFonts = state.pageFonts;
     setupFontInfo(resources);
 
     ContentContext inner;
     inner.content = contentDataForStreams({stream});
-    content().decodedStreams.push_back(stream);
+    state.decodedStreams.push_back(stream);
     inner.resources = resources;
     inner.run = &run;
     inner.depth = context.depth + 1;
@@ -715,13 +717,14 @@ void KPPDFPage::drawXObject(ContentContext& context, std::string_view name) {
     interpretContent(inner);
     run.formPath.pop_back();
 
-    content().pageFonts = std::move(savedFonts);
-    if (content().gstateStack.size() > savedDepth)
-        content().gstateStack.resize(savedDepth);
-    content().gstate = std::move(saved);
+    state.pageFonts = std::move(savedFonts);
+    if (state.gstateStack.size() > savedDepth)
+        state.gstateStack.resize(savedDepth);
+    state.gstate = std::move(saved);
 }
 
 void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFRange range) {
+    ContentState& state = content();
     startGstate();
     if (!stream)
         return;
@@ -731,12 +734,12 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
                  range.location, range.length, data.length());
         return;
     }
-    if (content().textBlobs.size() >= kMaxTextBlobs)
+    if (state.textBlobs.size() >= kMaxTextBlobs)
         return;
 
-    const KPPDFGraphicsState& gs = *content().gstate;
+    const KPPDFGraphicsState& gs = *state.gstate;
     KPPDFRef<KPPDFFont> font;
-    if (auto found = content().pageFonts.find(gs.Tfont()); found != content().pageFonts.end())
+    if (auto found = state.pageFonts.find(gs.Tfont()); found != state.pageFonts.end())
         font = found->second;
     const uint32_t codeLength = font && font->isTwoByte() ? 2 : 1;
 
@@ -864,9 +867,9 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
         widths.back() += pending;
 
     // The state as the text was shown, before the text matrix moves past it.
-    KPPDFRef<KPPDFGraphicsState> shownState = nCodes ? content().gstate->copy() : nullptr;
+    KPPDFRef<KPPDFGraphicsState> shownState = nCodes ? state.gstate->copy() : nullptr;
     KPPDFAffineTransform next = vertical ? translation(0, vAdvance) : translation(advance, 0);
-    content().gstate->setTextMatrix(next.concat(gs.textMatrix()));
+    state.gstate->setTextMatrix(next.concat(gs.textMatrix()));
     if (nCodes == 0)
         return; // nothing shown: the matrix has moved, but there is no text to keep
 
@@ -887,5 +890,5 @@ void KPPDFPage::parseTextBlobs(const KPPDFRef<KPPDFObjectStream>& stream, KPPDFR
             std::vector<KPPDFTextBlob::Adjustment>(adjustments.begin(), adjustments.end()));
     blob->setTextScale(scale);
     PageLockHolder lock;
-    content().textBlobs.push_back(std::move(blob));
+    state.textBlobs.push_back(std::move(blob));
 }

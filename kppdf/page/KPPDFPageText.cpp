@@ -256,8 +256,9 @@ void KPPDFPage::prepareForSearch() {
     // Set before the work, so that a page whose content leads back to it cannot loop.
     preparedForSearch_ = true;
     parseContent();
+    ContentState& state = content();
 
-    std::stable_sort(content().textBlobs.begin(), content().textBlobs.end(),
+    std::stable_sort(state.textBlobs.begin(), state.textBlobs.end(),
                      [](const KPPDFRef<KPPDFTextBlob>& a, const KPPDFRef<KPPDFTextBlob>& b) {
                          float ay = sortY(*a), by = sortY(*b);
                          if (ay != by)
@@ -272,9 +273,9 @@ void KPPDFPage::prepareForSearch() {
     KPPDFBaseline::BlobList line;
     uint64_t lineStart = 0;
     KPPDFTextBlob* previous = nullptr;
-    for (size_t i = 0; i < content().textBlobs.size(); i++) {
-        KPPDFTextBlob& blob = *content().textBlobs[i];
-        line.push_back(content().textBlobs[i]);
+    for (size_t i = 0; i < state.textBlobs.size(); i++) {
+        KPPDFTextBlob& blob = *state.textBlobs[i];
+        line.push_back(state.textBlobs[i]);
         const KPPDFTextAttributes& look = attributes.attributesFor(blob);
         // Neighbours set apart by more than a letter's gap are separate words, even when the
         // content shows no space between them (each word placed by its own operator).
@@ -289,8 +290,8 @@ void KPPDFPage::prepareForSearch() {
         uint64_t start = text.length();
         if (!blob.string().empty())
             text.append(blob.string(), look);
-        bool endsLine = i + 1 == content().textBlobs.size() ||
-                        content().textBlobs[i + 1]->location().y != blob.location().y;
+        bool endsLine = i + 1 == state.textBlobs.size() ||
+                        state.textBlobs[i + 1]->location().y != blob.location().y;
         if (endsLine)
             text.append("\n", look);
         blob.setRangeInPageString(KPPDFMakeRange(static_cast<uint32_t>(start),
@@ -305,8 +306,8 @@ void KPPDFPage::prepareForSearch() {
             previous = nullptr;
         }
     }
-    content().baselines = std::move(lines);
-    content().pageString = std::move(text);
+    state.baselines = std::move(lines);
+    state.pageString = std::move(text);
 }
 
 void KPPDFPage::prepareForSelection() {
@@ -314,15 +315,16 @@ void KPPDFPage::prepareForSelection() {
         return;
     prepareForSearch();
     PageTextLock lock;
-    for (const auto& blob : content().textBlobs)
+    ContentState& state = content();
+    for (const auto& blob : state.textBlobs)
         fillWidths(*blob);
     // Paragraph styles are not kept: the attributed string has no paragraph attributes.
     preparedForSelection_ = true;
 
     // Wide gaps inside a line part it; the new line after each cut is looked at in its turn.
     const bool spaceGap = KPPDFUseSpaceGap();
-    for (size_t i = 0; i < content().baselines.size(); i++) {
-        KPPDFBaseline& line = *content().baselines[i];
+    for (size_t i = 0; i < state.baselines.size(); i++) {
+        KPPDFBaseline& line = *state.baselines[i];
         float width = kSplitGapWidth;
         if (spaceGap && !line.isEmpty())
             width = std::max(kSpaceGapSplit * displayFontSize(*line.blobs().front()), 0.01f);
@@ -330,14 +332,14 @@ void KPPDFPage::prepareForSelection() {
         if (KPPDFIsEmptyGap(gap))
             continue;
         if (auto tail = line.splitBaselineAtXPos(gap.x + 0.5f * gap.width))
-            content().baselines.insert(
-                content().baselines.begin() + static_cast<std::ptrdiff_t>(i) + 1, std::move(tail));
+            state.baselines.insert(state.baselines.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                                   std::move(tail));
     }
 
     // Columns: lines grouped by left edge (to a tenth of a unit). A few groups whose lines do
     // not reach into each other are columns, read one after the other from the left.
     std::map<int64_t, BaselineList> groups;
-    for (const auto& line : content().baselines) {
+    for (const auto& line : state.baselines) {
         double edge = std::round(double(line->minX()) * 10.0);
         // Keys stay inside the integer range whatever a broken matrix put there.
         int64_t key = std::isfinite(edge) ? int64_t(std::clamp(edge, -1e15, 1e15)) : INT64_MIN;
@@ -353,16 +355,16 @@ void KPPDFPage::prepareForSelection() {
     }
     hasColumns_ = true;
     BaselineList ordered;
-    ordered.reserve(content().baselines.size());
+    ordered.reserve(state.baselines.size());
     for (auto& [key, group] : groups)
         ordered.insert(ordered.end(), group.begin(), group.end());
-    if (ordered == content().baselines)
+    if (ordered == state.baselines)
         return;
-    content().baselines = std::move(ordered);
+    state.baselines = std::move(ordered);
     KPPDFAttributedString rebuilt;
-    for (const auto& line : content().baselines)
-        line->addBaselineBlobsToPageString(rebuilt, content().pageString);
-    content().pageString = std::move(rebuilt);
+    for (const auto& line : state.baselines)
+        line->addBaselineBlobsToPageString(rebuilt, state.pageString);
+    state.pageString = std::move(rebuilt);
 }
 
 KPPDFRect KPPDFPage::boundsForBaselines(const BaselineList& baselines) {
