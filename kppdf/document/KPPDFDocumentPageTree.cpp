@@ -142,6 +142,10 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
             type = node->resolvedObjectForKey("Type");
             typeName = type ? type->asName() : nullptr;
         }
+        // A null Type is no Type: an entry whose value is null is as good as none, just as a
+        // reference to an object that does not exist (ISO 32000-1, 7.3.7 and 7.3.10).
+        if (type && type->asNull())
+            type.reset();
         bool isPages = typeName && typeName->value() == "Pages";
         bool isPage = typeName && typeName->value() == "Page";
         if (node && !type) {

@@ -155,6 +155,15 @@ TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
           "Page tree node 3 0 R lists its own ancestor; skipped",
           "Page tree node 4 0 R is listed twice; skipped"}},
         {"a root that is a page itself", {"<< /Type /Page /MediaBox [0 0 200 100] >>"}, {2}, {}},
+        // A Type that is null, or refers to nothing, is no Type (a saved file writes the
+        // second as the first).
+        {"null types",
+         {"<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>",
+          "<< /Type null /Parent 2 0 R /MediaBox [0 0 100 100] >>",
+          "<< /Type 99 0 R /Parent 2 0 R /MediaBox [0 0 100 100] >>"},
+         {3, 4},
+         {"Page tree node 3 0 R has no Type; taken as Page",
+          "Page tree node 4 0 R has no Type; taken as Page"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
