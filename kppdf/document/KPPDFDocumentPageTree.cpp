@@ -291,7 +291,8 @@ bool KPPDFDocument::prepPages() {
                 for (int k = kPageMediaBox; k <= kPageRotate; k++) {
                     if (key != kPageKeyNames[k])
                         continue;
-                    if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]))
+                    if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]);
+                        own && !own->asNull())
                         return own;
                     Inherited& entry = inherited[k - kPageMediaBox];
                     if (!entry.known) {

@@ -295,8 +295,9 @@ KPPDFRef<KPPDFObjectDictionary> KPPDFDocument::transplantPage(
     entries.erase("Annots");
     entries.erase("ParvelImprints");
     // The old tree's nodes are not written: what the page inherited from them, it now holds.
+    // (A null entry, or one referring to nothing, is none: the inherited value takes its place.)
     for (const char* key : {"MediaBox", "CropBox", "Rotate"})
-        if (!entries.count(key))
+        if (!old->hasValueForKey(key))
             if (KPPDFRef<KPPDFObject> inherited = old->objectFromAncestorsForKey(key))
                 entries[key] = inherited;
     entries["Parent"] = session.referenceTo(newPagesObject);

@@ -254,7 +254,7 @@ std::string KPPDFDocument::dataWithoutImprints() {
         KPPDFObjectMap& entries = dictionary->value();
         entries["Contents"] = KPPDFObjectArray::arrayWithArray(std::move(contents));
         for (const char* key : {"MediaBox", "CropBox", "Rotate"})
-            if (!entries.count(key))
+            if (!dictionary->hasValueForKey(key))
                 if (KPPDFRef<KPPDFObject> inherited = dictionary->objectFromAncestorsForKey(key))
                     entries[key] = inherited;
         entries.erase("ParvelImprints");

@@ -217,8 +217,13 @@ KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolvedObjectForKey(std::string_vi
     return KPPDFObject::resolve(objectForKey(key));
 }
 
+bool KPPDFObjectDictionary::hasValueForKey(std::string_view key) {
+    KPPDFRef<KPPDFObject> value = resolvedObjectForKey(key);
+    return value && !value->asNull();
+}
+
 KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectFromAncestorsForKey(std::string_view key) {
-    if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key))
+    if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key); own && !own->asNull())
         return own;
     return objectFromParentsForKey(resolvedObjectForKey<KPPDFObjectDictionary>("Parent"), key,
                                    this);
@@ -231,7 +236,8 @@ KPPDFObjectDictionary::objectFromParentsForKey(KPPDFRef<KPPDFObjectDictionary> p
     for (int i = 0; parent && i < kMaxParentChain; i++) {
         if (parent.get() == child)
             break;
-        if (KPPDFRef<KPPDFObject> inherited = parent->resolvedObjectForKey(key))
+        if (KPPDFRef<KPPDFObject> inherited = parent->resolvedObjectForKey(key);
+            inherited && !inherited->asNull())
             return inherited;
         parent = parent->resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
     }

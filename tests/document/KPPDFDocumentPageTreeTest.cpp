@@ -260,6 +260,47 @@ TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUp) {
     }
 }
 
+TEST(KPPDFDocumentPageTree, NullEntriesInheritAndSurviveSaving) {
+    // A box or rotation that is null, or refers to nothing, is no entry: the page takes its
+    // node's, read without parsing or parsed, and both ways of saving write the inherited value
+    // into the page, whose node is not written (the writer writes a reference to nothing as
+    // null, so the two must mean the same).
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 /Rotate 90 "
+                   "/MediaBox [0 0 300 200] /CropBox [10 10 290 190] >>");
+    builder.add(3, page(2, "/MediaBox null /Rotate null"));
+    builder.add(4, page(2, "/MediaBox 99 0 R /CropBox null /Rotate 98 0 R"));
+    auto check = [](KPPDFDocument& document) {
+        ASSERT_EQ(document.pageCount(), 2u);
+        for (uint32_t i = 0; i < 2; i++) {
+            SCOPED_TRACE(i);
+            KPPDFPage& page = *document.pageAtIndex(i);
+            EXPECT_EQ(page.mediaBox(), KPPDFMakeRect(0, 0, 300, 200));
+            KPPDFRect crop;
+            EXPECT_TRUE(page.cropBox(&crop));
+            EXPECT_EQ(crop, KPPDFMakeRect(10, 10, 280, 180));
+            uint32_t rotation = 0;
+            page.rotate(&rotation);
+            EXPECT_EQ(rotation, 90u);
+            auto rotate = page.pageDictionary()->objectFromAncestorsForKey("Rotate");
+            ASSERT_TRUE(rotate);
+            EXPECT_EQ(rotate->longLongValue(), 90);
+        }
+    };
+    auto document = loadBuilt(builder, 4);
+    check(*document);
+    for (bool imprints : {true, false}) {
+        SCOPED_TRACE(imprints);
+        int32_t result = -1;
+        auto saved = KPPDFDocument::documentWithData(
+            KPPDFData(document->currentDataWithImprints(imprints)), &result);
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(result, KPPDFDocumentOpened);
+        check(*saved);
+    }
+}
+
 TEST(KPPDFDocumentPageTree, DeepTreesAreCutWithoutRecursion) {
     // Node i lists page i and node i + 1, 2000 levels down; node 0 is the root.
     constexpr unsigned kLevels = 2000;
