@@ -73,10 +73,7 @@ KPPDFInflateAhead::KPPDFInflateAhead(const KPPDFData& file, std::vector<Job> job
                 jobs_[found->job].position != guessed->jobs_[done].position ||
                 states_[found->job] != State::Pending)
                 continue;
-            heldBytes_ += result.data.length();
-            results_[found->job] = std::move(result);
-            held_.push_back(found->job);
-            states_[found->job] = State::Done;
+            keep(found->job, std::move(result));
             carried_ = std::max(carried_, found->job + 1);
         }
     }
@@ -192,18 +189,22 @@ size_t KPPDFInflateAhead::claimNext() {
     return job;
 }
 
+void KPPDFInflateAhead::keep(size_t job, Result&& result) {
+    heldBytes_ += result.data.length();
+    results_[job] = std::move(result);
+    held_.push_back(job);
+    states_[job] = State::Done;
+}
+
 void KPPDFInflateAhead::finish(size_t job, bool usable, Result&& result) {
     if (states_[job] != State::Working)
         return; // the reader took the job over meanwhile
-    if (usable) {
-        heldBytes_ += result.data.length();
-        results_[job] = std::move(result);
-        held_.push_back(job);
-        inflated_++;
-        states_[job] = State::Done;
-    } else {
+    if (!usable) {
         states_[job] = State::Gone;
+        return;
     }
+    keep(job, std::move(result));
+    inflated_++;
 }
 
 void KPPDFInflateAhead::work(size_t job, std::unique_lock<std::mutex>& lock) {
@@ -283,8 +284,8 @@ bool KPPDFInflateAhead::take(uint32_t stream,
         bool usable = inflateJob(jobs_[job], &own);
         lock.lock();
         if (usable) {
-            states_[job] = State::Working;
-            finish(job, true, std::move(own));
+            keep(job, std::move(own));
+            inflated_++;
         }
     }
     bool handed = false;

@@ -92,7 +92,10 @@ private:
     // With the lock held: the next job to inflate, marked Working, or SIZE_MAX when there is
     // none within the window or the results held are at their bound.
     size_t claimNext();
-    // With the lock held: keeps a job's result, or lets the job go when it is not usable.
+    // With the lock held: holds a usable result for the reader (the job is Done).
+    void keep(size_t job, Result&& result);
+    // With the lock held: keeps a job's result, or lets the job go when it is not usable;
+    // nothing when the job is no longer being worked on (the reader took it over).
     void finish(size_t job, bool usable, Result&& result);
     // Inflates a job marked Working, the lock let go meanwhile, and finishes it.
     void work(size_t job, std::unique_lock<std::mutex>& lock);
