@@ -142,9 +142,8 @@ void walkPageTree(const KPPDFObject* root, const KPPDFRef<KPPDFObjectArray>& kid
             type = node->resolvedObjectForKey("Type");
             typeName = type ? type->asName() : nullptr;
         }
-        // A null Type is no Type: an entry whose value is null is as good as none, just as a
-        // reference to an object that does not exist (ISO 32000-1, 7.3.7 and 7.3.10).
-        if (type && type->asNull())
+        // A null Type is no Type, as a reference to nothing is.
+        if (!KPPDFObject::hasValue(type))
             type.reset();
         bool isPages = typeName && typeName->value() == "Pages";
         bool isPage = typeName && typeName->value() == "Page";
@@ -292,7 +291,7 @@ bool KPPDFDocument::prepPages() {
                     if (key != kPageKeyNames[k])
                         continue;
                     if (KPPDFRef<KPPDFObject> own = KPPDFObject::resolve(entries->values[k]);
-                        own && !own->asNull())
+                        KPPDFObject::hasValue(own))
                         return own;
                     Inherited& entry = inherited[k - kPageMediaBox];
                     if (!entry.known) {

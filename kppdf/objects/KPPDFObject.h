@@ -102,6 +102,12 @@ public:
     // The target of a reference or the parsed form of a placeholder; any other object is
     // returned as it is. Null in, null out; null when a reference leads nowhere.
     static KPPDFRef<KPPDFObject> resolve(const KPPDFRef<KPPDFObject>& object);
+    // True for a resolved object other than null. No object and the null object are alike: an
+    // entry whose value is null is as good as none, as is a reference to an object that does
+    // not exist (ISO 32000-1, 7.3.7 and 7.3.10).
+    static bool hasValue(const KPPDFRef<KPPDFObject>& resolved) {
+        return resolved && resolved->objectType() != KPPDFObjectTypeNull;
+    }
     // Resolved entry for a key of a dictionary or stream; null for other kinds.
     virtual KPPDFRef<KPPDFObject> resolvedObjectForKey(std::string_view key);
 

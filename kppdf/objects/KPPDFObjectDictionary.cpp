@@ -218,12 +218,11 @@ KPPDFRef<KPPDFObject> KPPDFObjectDictionary::resolvedObjectForKey(std::string_vi
 }
 
 bool KPPDFObjectDictionary::hasValueForKey(std::string_view key) {
-    KPPDFRef<KPPDFObject> value = resolvedObjectForKey(key);
-    return value && !value->asNull();
+    return hasValue(resolvedObjectForKey(key));
 }
 
 KPPDFRef<KPPDFObject> KPPDFObjectDictionary::objectFromAncestorsForKey(std::string_view key) {
-    if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key); own && !own->asNull())
+    if (KPPDFRef<KPPDFObject> own = resolvedObjectForKey(key); hasValue(own))
         return own;
     return objectFromParentsForKey(resolvedObjectForKey<KPPDFObjectDictionary>("Parent"), key,
                                    this);
@@ -237,7 +236,7 @@ KPPDFObjectDictionary::objectFromParentsForKey(KPPDFRef<KPPDFObjectDictionary> p
         if (parent.get() == child)
             break;
         if (KPPDFRef<KPPDFObject> inherited = parent->resolvedObjectForKey(key);
-            inherited && !inherited->asNull())
+            hasValue(inherited))
             return inherited;
         parent = parent->resolvedObjectForKey<KPPDFObjectDictionary>("Parent");
     }

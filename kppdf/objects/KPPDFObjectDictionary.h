@@ -58,11 +58,10 @@ public:
     template <class T> KPPDFRef<T> resolvedObjectForKey(std::string_view key) {
         return KPPDFCast<T>(resolvedObjectForKey(key));
     }
-    // The entry for key here or in the nearest "Parent" that has it (inherited attributes). An
-    // entry whose value is null, or a reference to nothing, is no entry (ISO 32000-1, 7.3.7):
-    // the lookup goes on past it.
+    // The entry for key here or in the nearest "Parent" that has it (inherited attributes); an
+    // entry without a value (KPPDFObject::hasValue) is no entry, and the lookup goes on past it.
     KPPDFRef<KPPDFObject> objectFromAncestorsForKey(std::string_view key);
-    // True when the entry for key resolves to something other than null.
+    // True when the entry for key has a value (KPPDFObject::hasValue).
     bool hasValueForKey(std::string_view key);
     // The same lookup from parent up, for a dictionary (child) whose own entry is absent.
     static KPPDFRef<KPPDFObject> objectFromParentsForKey(KPPDFRef<KPPDFObjectDictionary> parent,
