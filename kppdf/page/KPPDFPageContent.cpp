@@ -358,8 +358,8 @@ void KPPDFPage::parseContentStreams(const std::vector<KPPDFRef<KPPDFObjectStream
     ContentContext::Run run;
     ContentContext context;
     context.content = contentDataForStreams(streams);
-    content().decodedStreams.insert(content().decodedStreams.end(), context.content.streams.begin(),
-                                    context.content.streams.end());
+    std::vector<KPPDFRef<KPPDFObjectStream>>& decoded = content().decodedStreams;
+    decoded.insert(decoded.end(), context.content.streams.begin(), context.content.streams.end());
     if (pageDictionary_)
         context.resources = KPPDFResolve<KPPDFObjectDictionary>(
             pageDictionary_->objectFromAncestorsForKey("Resources"));
@@ -373,15 +373,16 @@ void KPPDFPage::releaseContent() {
     if (content_)
         for (const auto& stream : content_->decodedStreams)
             stream->releaseDecodedData();
+    content_.reset(); // the images too, which resetContent keeps
     resetContent();
-    content_.reset();
 }
 
 void KPPDFPage::handleTd(float tx, float ty) {
     startGstate();
-    KPPDFAffineTransform matrix = translation(tx, ty).concat(content().gstate->textLineMatrix());
-    content().gstate->setTextMatrix(matrix);
-    content().gstate->setTextLineMatrix(matrix);
+    KPPDFGraphicsState& gs = *content_->gstate;
+    KPPDFAffineTransform matrix = translation(tx, ty).concat(gs.textLineMatrix());
+    gs.setTextMatrix(matrix);
+    gs.setTextLineMatrix(matrix);
 }
 
 void KPPDFPage::interpretContent(ContentContext& context) {

@@ -382,7 +382,7 @@ KPPDFRect KPPDFPage::boundsForBaselines(const BaselineList& baselines, KPPDFRect
 }
 
 int32_t KPPDFPage::charPositionForPoint(KPPDFPoint point, KPPDFRef<KPPDFBaseline>* baseline) {
-    for (const auto& line : content().baselines) {
+    for (const auto& line : baselines()) {
         if (!line->hitTest(point))
             continue;
         if (baseline)
@@ -397,9 +397,9 @@ int32_t KPPDFPage::closestCharPositionForPoint(KPPDFPoint point) {
     auto lastPosition = [&](KPPDFBaseline& line) {
         return utf16Position(text, int64_t(line.rangeInPageString().end()) - 1);
     };
-    if (content().baselines.empty())
+    if (baselines().empty())
         return 0;
-    KPPDFBaseline& last = *content().baselines.back();
+    KPPDFBaseline& last = *baselines().back();
     KPPDFRect lastBounds = last.bounds();
     // At or below the start of the last line the selection runs to the end of the text; this
     // holds inside the last line too.
@@ -410,7 +410,7 @@ int32_t KPPDFPage::closestCharPositionForPoint(KPPDFPoint point) {
     constexpr float kFarthest = 999999.0f;
     float best = kFarthest;
     KPPDFBaseline* nearest = nullptr;
-    for (const auto& line : content().baselines) {
+    for (const auto& line : baselines()) {
         if (line->hitTest(point))
             return utf16Position(text, line->charPositionForPoint(point));
         KPPDFRect r = line->bounds();
@@ -451,11 +451,11 @@ KPPDFPage::BaselineList KPPDFPage::baselinesFromCharPosition(int32_t from, int32
         KPPDFRange range = line->rangeInPageString();
         return byte >= range.location && byte < range.end();
     };
-    auto first = std::find_if(content().baselines.begin(), content().baselines.end(),
+    auto first = std::find_if(baselines().begin(), baselines().end(),
                               [&](const auto& line) { return holds(line, fromByte); });
-    auto last = std::find_if(content().baselines.begin(), content().baselines.end(),
+    auto last = std::find_if(baselines().begin(), baselines().end(),
                              [&](const auto& line) { return holds(line, toByte); });
-    if (first == content().baselines.end() || last == content().baselines.end() || last < first)
+    if (first == baselines().end() || last == baselines().end() || last < first)
         return {};
     return BaselineList(first, last + 1);
 }
@@ -479,7 +479,7 @@ std::vector<KPPDFRect> KPPDFPage::rectsForCharRange(KPPDFRange characters) {
     std::vector<KPPDFRect> rects;
     if (bytes.length == 0)
         return rects;
-    for (const auto& line : content().baselines) {
+    for (const auto& line : baselines()) {
         KPPDFRange range = line->rangeInPageString();
         if (range.end() <= bytes.location || bytes.end() <= range.location)
             continue;
