@@ -7,6 +7,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "kppdf/document/KPPDFDocument.h"
 #include "kppdf/document/KPPDFTrailer.h"
@@ -71,6 +72,20 @@ std::string replaceOnce(std::string text, const std::string& from, const std::st
     if (at != std::string::npos)
         text.replace(at, from.size(), to);
     return text;
+}
+
+// A file with an empty page tree and the given trailer entries.
+std::string emptyFile(const std::string& trailer = "/Root 1 0 R", const std::string& catalog = "") {
+    TestPDFBuilder builder;
+    builder.add(1, "<< /Type /Catalog /Pages 2 0 R " + catalog + ">>");
+    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    return builder.build(trailer);
+}
+
+// The same without its trailer keyword, and with startxref leading nowhere.
+std::string untrailedFile() {
+    return replaceOnce(replaceOnce(emptyFile(), "trailer", "garbage"), "startxref\n",
+                       "startxref\n1");
 }
 } // namespace
 
@@ -140,10 +155,7 @@ TEST(KPPDFDocumentOpening, LineEndsAndVersion) {
                   "1 0 obj" + std::string(eol) + catalog->directObject() + eol + "endobj" + eol);
     }
     // A version in the catalog wins over the header's.
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R /Version /1.7 >>");
-    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    auto versioned = openBytes(builder.build("/Root 1 0 R"), &result);
+    auto versioned = openBytes(emptyFile("/Root 1 0 R", "/Version /1.7 "), &result);
     ASSERT_NE(versioned, nullptr);
     EXPECT_EQ(versioned->pdfVersion(), "1.7");
 }
@@ -152,12 +164,7 @@ TEST(KPPDFDocumentOpening, WhatIsNotAPDF) {
     // A first line longer than 100 bytes; in a file without a trailer, no startxref, no %%EOF or
     // no catalog anywhere; a missing file. No bytes at all, though, make an empty document.
     LogCapture log;
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    std::string pdf = builder.build("/Root 1 0 R");
-    std::string untrailed =
-        replaceOnce(replaceOnce(pdf, "trailer", "garbage"), "startxref\n", "startxref\n1");
+    std::string pdf = emptyFile(), untrailed = untrailedFile();
     int32_t result = -1;
     for (std::string broken :
          {"%PDF-1.4 " + std::string(95, 'x') + "\n" + pdf.substr(pdf.find('\n') + 1),
@@ -252,43 +259,34 @@ TEST(KPPDFDocumentOpening, IncrementalUpdateIsFoundAtItsNewPosition) {
 TEST(KPPDFDocumentOpening, DamagedCrossReferencesAreRepairedByScanning) {
     LogCapture log;
     int32_t result = -1;
-    for (const char* file : {"bad_startxref.pdf", "bad_xref_offsets.pdf"}) {
+    // Damaged tables are repaired by scanning; "Prev" loops end at the repeat, without a repair.
+    // (The first test resolves the objects of these four files.)
+    const std::tuple<const char*, bool, int, const char*> cases[] = {
+        {"bad_startxref.pdf", true, 1, "scanning the file for objects"},
+        {"bad_xref_offsets.pdf", true, 1, "scanning the file for objects"},
+        {"prev_loop_self.pdf", false, 1, "comes back to offset"},
+        {"prev_loop_two.pdf", false, 2, "comes back to offset"},
+    };
+    for (const auto& [file, repaired, sections, logged] : cases) {
         SCOPED_TRACE(file);
         log.clear();
         auto document = openFixture(file, &result);
         ASSERT_NE(document, nullptr);
         EXPECT_EQ(result, KPPDFDocumentOpened);
-        EXPECT_TRUE(document->isRepaired());
-        EXPECT_FALSE(document->trailer()->hasXref());
-        EXPECT_TRUE(log.contains("scanning the file for objects"));
-    }
-
-    // "Prev" loops end at the repeat, without a repair. (The first test resolves the objects of
-    // these four files.)
-    for (const auto& [file, sections] :
-         {std::pair{"prev_loop_self.pdf", 1}, {"prev_loop_two.pdf", 2}}) {
-        SCOPED_TRACE(file);
-        log.clear();
-        auto document = openFixture(file, &result);
-        ASSERT_NE(document, nullptr);
-        EXPECT_FALSE(document->isRepaired());
+        EXPECT_EQ(document->isRepaired(), repaired);
+        EXPECT_EQ(document->trailer()->hasXref(), !repaired);
         EXPECT_EQ(chainLength(*document), sections);
-        EXPECT_TRUE(log.contains("comes back to offset"));
+        EXPECT_TRUE(log.contains(logged));
     }
 
     // A "Prev" that leads nowhere makes the table untrustworthy: scan.
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    auto lost = openBytes(builder.build("/Root 1 0 R /Prev 5"), &result);
+    auto lost = openBytes(emptyFile("/Root 1 0 R /Prev 5"), &result);
     ASSERT_NE(lost, nullptr);
     EXPECT_TRUE(lost->isRepaired());
     EXPECT_EQ(resolveAll(*lost), 2u);
 
     // No trailer keyword at all: the catalog found by scanning stands in for it.
-    std::string pdf = builder.build("/Root 1 0 R");
-    pdf = replaceOnce(pdf, "trailer", "garbage");
-    pdf = replaceOnce(pdf, "startxref\n", "startxref\n1");
+    std::string pdf = untrailedFile();
     log.clear();
     auto untrailed = openBytes(pdf, &result);
     ASSERT_NE(untrailed, nullptr);
@@ -423,10 +421,7 @@ TEST(KPPDFDocumentOpening, FileIdentifierGetsAFreshSecondHalf) {
     EXPECT_NE(half(*first, 1), half(*second, 1));
 
     // Without an ID, the new value stands twice.
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    auto plain = openBytes(builder.build("/Root 1 0 R"), &result);
+    auto plain = openBytes(emptyFile(), &result);
     ASSERT_NE(plain, nullptr);
     ASSERT_EQ(plain->docID()->count(), 2u);
     EXPECT_EQ(plain->docID()->resolvedObjectAtIndex(0), plain->docID()->resolvedObjectAtIndex(1));
@@ -459,17 +454,23 @@ TEST(KPPDFDocumentOpening, DamagedBytesNeverCrash) {
     }
 }
 
-TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
-    // A thousand pages under four nodes, kept by qpdf in some twenty object streams (the nodes
-    // in four of them, which opening reads to know the order): opening reads the others ahead
-    // on a second thread, in the order the walk needs them, each up to its last page, and reads
-    // the page dictionaries without parsing them. Every box and rotation must come out as
-    // written, whether inherited, indirect, or in a dictionary the walk has to parse.
+TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadLetGoAndSavedWhole) {
+    // A thousand pages under four nodes, each page with a note of some 1.5 KB, kept by qpdf in
+    // some twenty object streams (the nodes in four of them, which opening reads to know the
+    // order): opening reads the others ahead on a second thread, in the order the walk needs
+    // them, each up to its last page, and reads the page dictionaries without parsing them. The
+    // streams decode to more than the walk keeps, so it lets them go: the notes read after it
+    // come from streams decoded again, and the writer lets each stream go once its last object
+    // is copied. Every box, rotation and note must come out as written, whether inherited,
+    // indirect, or in a dictionary the walk has to parse, in the document and in its saved file.
     if (!tool_runner::available("qpdf"))
         GTEST_SKIP() << "qpdf is needed";
     constexpr unsigned kNodes = 4, kPerNode = 250, kPages = kNodes * kPerNode;
     auto pageNumber = [&](unsigned index) { return 100 + 2 * (kPages - 1 - index); };
     auto nodeNumber = [&](unsigned node) { return 10 + node; };
+    auto note = [](unsigned index) {
+        return "note " + std::to_string(index) + " " + std::string(1500, 'x');
+    };
     TestPDFBuilder builder;
     builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
     std::string nodes;
@@ -497,9 +498,8 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
         if (index % 11 == 4)
             entries += " /Title (page " + std::to_string(index) + ")";
         builder.add(number, "<< " + entries + " >>");
-        builder.add(number + 1,
-                    "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] /Contents (note " +
-                        std::to_string(index) + ") >>");
+        builder.add(number + 1, "<< /Type /Annot /Subtype /Text /Rect [0 0 10 10] /Contents (" +
+                                    note(index) + ") >>");
     }
     tool_runner::TemporaryFolder folder;
     ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
@@ -508,6 +508,36 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
                                tool_runner::quote(folder.file("streams.pdf"))),
               0);
 
+    auto expectPages = [&](KPPDFDocument& document) {
+        ASSERT_EQ(document.pageCount(), kPages);
+        for (unsigned index = 0; index < kPages; index++) {
+            SCOPED_TRACE(index);
+            KPPDFRef<KPPDFPage> page = document.pageAtIndex(index);
+            ASSERT_TRUE(page);
+            EXPECT_EQ(page->mediaBox().size.height, index % 7 == 3 ? 300 : 100 + index);
+            KPPDFRect crop;
+            ASSERT_TRUE(page->cropBox(&crop));
+            EXPECT_EQ(crop.size.width, index % 5 == 1 ? 48 : 98);
+            uint32_t rotation = 0;
+            bool rotated = page->rotate(&rotation);
+            EXPECT_EQ(rotated, index % 5 == 1 || (index / kPerNode) % 3 == 0);
+            if (rotated) {
+                EXPECT_EQ(rotation, index % 5 == 1 ? 180u : 90u);
+            }
+            // The dictionary still reads in full afterwards, and so do the objects after the
+            // pages in their object streams (which the walk may have inflated only in part).
+            auto annotations =
+                page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
+            ASSERT_TRUE(annotations);
+            EXPECT_EQ(annotations->count(), 1u);
+            auto annotation =
+                KPPDFCast<KPPDFObjectDictionary>(annotations->resolvedObjectAtIndex(0));
+            ASSERT_TRUE(annotation);
+            auto text = annotation->resolvedObjectForKey<KPPDFObjectString>("Contents");
+            ASSERT_TRUE(text);
+            EXPECT_EQ(text->stringValue(), note(index));
+        }
+    };
     LogCapture log;
     int32_t result = -1;
     KPPDFRef<KPPDFDocument> document =
@@ -515,34 +545,19 @@ TEST(KPPDFDocumentOpening, ManyObjectStreamsAreReadAheadInTheTreesOrder) {
     ASSERT_TRUE(document);
     EXPECT_EQ(result, KPPDFDocumentOpened);
     ASSERT_EQ(document->pageCount(), kPages);
-    for (unsigned index = 0; index < kPages; index++) {
-        SCOPED_TRACE(index);
-        KPPDFRef<KPPDFPage> page = document->pageAtIndex(index);
-        ASSERT_TRUE(page);
-        // Whether read without parsing (plain) or parsed (the one with a string), every page
-        // dictionary went back to its text.
-        EXPECT_FALSE(page->pageDictionary()->isParsed());
-        KPPDFRect media = page->mediaBox();
-        EXPECT_EQ(media.size.height, index % 7 == 3 ? 300 : 100 + index);
-        KPPDFRect crop;
-        ASSERT_TRUE(page->cropBox(&crop));
-        EXPECT_EQ(crop.size.width, index % 5 == 1 ? 48 : 98);
-        uint32_t rotation = 0;
-        bool rotated = page->rotate(&rotation);
-        EXPECT_EQ(rotated, index % 5 == 1 || (index / kPerNode) % 3 == 0);
-        if (rotated) {
-            EXPECT_EQ(rotation, index % 5 == 1 ? 180u : 90u);
-        }
-        // The dictionary still reads in full afterwards, and so do the objects after the pages
-        // in their object streams (which the opening walk may have inflated only in part).
-        auto annotations = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
-        ASSERT_TRUE(annotations);
-        EXPECT_EQ(annotations->count(), 1u);
-        auto annotation = KPPDFCast<KPPDFObjectDictionary>(annotations->resolvedObjectAtIndex(0));
-        ASSERT_TRUE(annotation);
-        auto note = annotation->resolvedObjectForKey<KPPDFObjectString>("Contents");
-        ASSERT_TRUE(note);
-        EXPECT_EQ(note->stringValue(), "note " + std::to_string(index));
-    }
+    // Whether read without parsing (plain) or parsed (the one with a string), every page
+    // dictionary went back to its text.
+    for (unsigned index = 0; index < kPages; index++)
+        EXPECT_FALSE(document->pageAtIndex(index)->pageDictionary()->isParsed()) << index;
+    std::string saved = document->currentDataWithImprints(true);
+    // Saved again, the document reads the streams it let go and writes the same file.
+    std::string again = document->currentDataWithImprints(true);
+    EXPECT_EQ(again.substr(0, again.rfind("/ID")), saved.substr(0, saved.rfind("/ID")));
+    expectPages(*document);
+    ASSERT_TRUE(folder.write("saved.pdf", saved));
+    EXPECT_EQ(tool_runner::run("qpdf --check " + tool_runner::quote(folder.file("saved.pdf"))), 0);
+    KPPDFRef<KPPDFDocument> reopened = openBytes(saved, &result);
+    ASSERT_TRUE(reopened);
+    expectPages(*reopened);
     EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 }

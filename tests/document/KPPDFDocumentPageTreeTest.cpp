@@ -98,10 +98,6 @@ void addThreePages(TestPDFBuilder& builder, const std::string& catalogExtra) {
     builder.add(5, page(2, "/MediaBox [0 0 612 792]"));
 }
 
-std::string fixturePath(const std::string& name) {
-    return std::string(KPPDF_TEST_DATA) + "/open/" + name;
-}
-
 // The destinations of a page's link annotations, in order.
 std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document, uint32_t index) {
     std::vector<KPPDFRef<KPPDFDestination>> destinations;
@@ -119,8 +115,13 @@ std::vector<KPPDFRef<KPPDFDestination>> linkDestinations(KPPDFDocument& document
 
 } // namespace
 
-TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
-    // Objects 2, 3, ... below the catalogue, the pages they give in order, and the log lines.
+TEST(KPPDFDocumentPageTree, WalkOrderCountAndDamagedTrees) {
+    // Objects 2, 3, ... below the catalogue, the pages they give in order, and the log lines
+    // (none when the list is empty).
+    auto counted = [](const std::string& count) {
+        std::string node = "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] " + count + " >>";
+        return std::vector<std::string>{node, page(2), page(2), page(2)};
+    };
     struct Case {
         const char* name;
         std::vector<std::string> objects;
@@ -154,7 +155,10 @@ TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
          {"Page tree node 2 0 R lists its own ancestor; skipped",
           "Page tree node 3 0 R lists its own ancestor; skipped",
           "Page tree node 4 0 R is listed twice; skipped"}},
-        {"a root that is a page itself", {"<< /Type /Page /MediaBox [0 0 200 100] >>"}, {2}, {}},
+        {"a root that is a page itself",
+         {"<< /Type /Page /MediaBox [0 0 200 100] >>"},
+         {2},
+         {"Page tree root is a Page; taken as the only page"}},
         // A Type that is null, or refers to nothing, is no Type (a saved file writes the
         // second as the first).
         {"null types",
@@ -164,6 +168,21 @@ TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
          {3, 4},
          {"Page tree node 3 0 R has no Type; taken as Page",
           "Page tree node 4 0 R has no Type; taken as Page"}},
+        // The Count decides only when it is smaller than the pages found.
+        {"Count as found", counted("/Count 3"), {3, 4, 5}, {}},
+        {"Count smaller",
+         counted("/Count 2"),
+         {3, 4},
+         {"Page tree Count 2 is below the 3 pages found; using the first 2"}},
+        {"Count larger",
+         counted("/Count 5"),
+         {3, 4, 5},
+         {"Page tree Count 5 exceeds the 3 pages found"}},
+        {"Count negative",
+         counted("/Count -1"),
+         {3, 4, 5},
+         {"Page tree has no usable Count; using the 3 pages found"}},
+        {"no Count", counted(""), {3, 4, 5}, {"Page tree has no usable Count"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -181,114 +200,69 @@ TEST(KPPDFDocumentPageTree, WalkOrderAndDamagedTrees) {
         EXPECT_EQ(document->pageAtIndex(document->pageCount()), nullptr);
         for (const char* line : c.logged)
             EXPECT_TRUE(log.contains(line)) << line;
-    }
-}
-
-TEST(KPPDFDocumentPageTree, CountDecidesOnlyWhenItIsSmaller) {
-    struct Case {
-        const char* count;
-        uint32_t pages;
-        const char* logged;
-    };
-    const Case cases[] = {
-        {"/Count 3", 3, nullptr},
-        {"/Count 2", 2, "Page tree Count 2 is below the 3 pages found; using the first 2"},
-        {"/Count 5", 3, "Page tree Count 5 exceeds the 3 pages found"},
-        {"/Count -1", 3, "Page tree has no usable Count; using the 3 pages found"},
-        {"", 3, "Page tree has no usable Count"},
-    };
-    for (const Case& c : cases) {
-        TestPDFBuilder builder;
-        builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-        builder.add(2, std::string("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] ") + c.count + " >>");
-        for (unsigned n = 3; n <= 5; n++)
-            builder.add(n, page(2));
-        LogCapture log;
-        auto document = loadBuilt(builder, 5);
-        EXPECT_EQ(document->pageCount(), c.pages) << c.count;
-        if (c.logged) {
-            EXPECT_TRUE(log.contains(c.logged)) << c.count;
-        } else {
-            EXPECT_TRUE(log.lines().empty()) << c.count;
-        }
-        if (c.pages == 2) {
-            EXPECT_EQ(pageNumbers(*document), (std::vector<uint32_t>{3, 4}));
+        if (c.logged.empty()) {
+            EXPECT_TRUE(log.lines().empty()) << log.lines().front();
         }
     }
 }
 
-TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUp) {
+TEST(KPPDFDocumentPageTree, InheritedEntriesAsEachPageWouldLookThemUpAndSaved) {
     // Pages read without parsing take inherited boxes and rotations from their node once for
     // all its pages; each must get what looking up its own ancestors gives, in a sound tree and
     // in one whose chain of parents comes back through a page (7's node claims it as parent).
+    // A box or rotation that is null, or refers to nothing (10, 11), is no entry: the page takes
+    // its node's. Both ways of saving write the inherited value into the page, whose node is not
+    // written (the writer writes a reference to nothing as null, so the two must mean the same).
     TestPDFBuilder builder;
     builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [3 0 R 6 0 R] /Count 5 /Rotate 180 "
+    builder.add(2, "<< /Type /Pages /Kids [3 0 R 6 0 R] /Count 7 /Rotate 180 "
                    "/MediaBox [0 0 300 300] >>");
-    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 9 0 R] /Count 3 "
-                   "/CropBox [10 10 290 290] >>");
+    builder.add(3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R 9 0 R 10 0 R 11 0 R] "
+                   "/Count 5 /CropBox [10 10 290 290] >>");
     builder.add(4, page(3));
     builder.add(5, page(3, "/Rotate 90 /MediaBox [0 0 100 200]"));
     builder.add(9, page(3));
+    builder.add(10, page(3, "/MediaBox null /Rotate null"));
+    builder.add(11, page(3, "/MediaBox 99 0 R /CropBox null /Rotate 98 0 R"));
     builder.add(6, "<< /Type /Pages /Parent 7 0 R /Kids [7 0 R 8 0 R] /Count 2 "
                    "/MediaBox [0 0 50 60] >>");
     builder.add(7, page(6));
     builder.add(8, page(6, "/CropBox [1 1 20 20]"));
-    auto document = loadBuilt(builder, 9);
-    ASSERT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 5, 9, 7, 8}));
+    const KPPDFRect inheritedCrop = KPPDFMakeRect(10, 10, 280, 280);
     const struct {
-        KPPDFRect media;
-        bool hasCrop;
+        KPPDFRect media, crop; // crop: empty when there is none
         uint32_t rotation;
     } expected[] = {
-        {KPPDFMakeRect(0, 0, 300, 300), true, 180}, {KPPDFMakeRect(0, 0, 100, 200), true, 90},
-        {KPPDFMakeRect(0, 0, 300, 300), true, 180}, {KPPDFMakeRect(0, 0, 50, 60), false, 0},
-        {KPPDFMakeRect(0, 0, 50, 60), true, 0},
+        {KPPDFMakeRect(0, 0, 300, 300), inheritedCrop, 180},
+        {KPPDFMakeRect(0, 0, 100, 200), inheritedCrop, 90},
+        {KPPDFMakeRect(0, 0, 300, 300), inheritedCrop, 180},
+        {KPPDFMakeRect(0, 0, 300, 300), inheritedCrop, 180},
+        {KPPDFMakeRect(0, 0, 300, 300), inheritedCrop, 180},
+        {KPPDFMakeRect(0, 0, 50, 60), KPPDFRect(), 0},
+        {KPPDFMakeRect(0, 0, 50, 60), KPPDFMakeRect(1, 1, 19, 19), 0},
     };
-    for (uint32_t i = 0; i < 5; i++) {
-        KPPDFPage& page = *document->pageAtIndex(i);
-        EXPECT_EQ(page.mediaBox(), expected[i].media) << i;
-        EXPECT_EQ(page.cropBox(nullptr), expected[i].hasCrop) << i;
-        uint32_t rotation = 0;
-        page.rotate(&rotation);
-        EXPECT_EQ(rotation, expected[i].rotation) << i;
-        // The same as each page's own lookup, made now on its parsed dictionary.
-        auto own = page.pageDictionary();
-        auto rotate = own->objectFromAncestorsForKey("Rotate");
-        EXPECT_EQ(rotate ? static_cast<uint32_t>(rotate->longLongValue()) : 0u, rotation) << i;
-        EXPECT_EQ(own->objectFromAncestorsForKey("CropBox") != nullptr, expected[i].hasCrop) << i;
-    }
-}
-
-TEST(KPPDFDocumentPageTree, NullEntriesInheritAndSurviveSaving) {
-    // A box or rotation that is null, or refers to nothing, is no entry: the page takes its
-    // node's, read without parsing or parsed, and both ways of saving write the inherited value
-    // into the page, whose node is not written (the writer writes a reference to nothing as
-    // null, so the two must mean the same).
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    builder.add(2, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 /Rotate 90 "
-                   "/MediaBox [0 0 300 200] /CropBox [10 10 290 190] >>");
-    builder.add(3, page(2, "/MediaBox null /Rotate null"));
-    builder.add(4, page(2, "/MediaBox 99 0 R /CropBox null /Rotate 98 0 R"));
-    auto check = [](KPPDFDocument& document) {
-        ASSERT_EQ(document.pageCount(), 2u);
-        for (uint32_t i = 0; i < 2; i++) {
+    auto check = [&](KPPDFDocument& document) {
+        ASSERT_EQ(document.pageCount(), 7u);
+        for (uint32_t i = 0; i < 7; i++) {
             SCOPED_TRACE(i);
             KPPDFPage& page = *document.pageAtIndex(i);
-            EXPECT_EQ(page.mediaBox(), KPPDFMakeRect(0, 0, 300, 200));
-            KPPDFRect crop;
-            EXPECT_TRUE(page.cropBox(&crop));
-            EXPECT_EQ(crop, KPPDFMakeRect(10, 10, 280, 180));
+            EXPECT_EQ(page.mediaBox(), expected[i].media);
+            bool hasCrop = expected[i].crop.size.width > 0;
+            KPPDFRect crop = KPPDFRect();
+            EXPECT_EQ(page.cropBox(&crop), hasCrop);
+            EXPECT_EQ(crop, expected[i].crop);
             uint32_t rotation = 0;
             page.rotate(&rotation);
-            EXPECT_EQ(rotation, 90u);
-            auto rotate = page.pageDictionary()->objectFromAncestorsForKey("Rotate");
-            ASSERT_TRUE(rotate);
-            EXPECT_EQ(rotate->longLongValue(), 90);
+            EXPECT_EQ(rotation, expected[i].rotation);
+            // The same as each page's own lookup, made now on its parsed dictionary.
+            auto own = page.pageDictionary();
+            auto rotate = own->objectFromAncestorsForKey("Rotate");
+            EXPECT_EQ(rotate ? static_cast<uint32_t>(rotate->longLongValue()) : 0u, rotation);
+            EXPECT_EQ(own->objectFromAncestorsForKey("CropBox") != nullptr, hasCrop);
         }
     };
-    auto document = loadBuilt(builder, 4);
+    auto document = loadBuilt(builder, 11);
+    ASSERT_EQ(pageNumbers(*document), (std::vector<uint32_t>{4, 5, 9, 10, 11, 7, 8}));
     check(*document);
     for (bool imprints : {true, false}) {
         SCOPED_TRACE(imprints);
@@ -519,7 +493,7 @@ TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
     };
     for (const Expected& e : expected) {
         SCOPED_TRACE(e.file);
-        auto document = openFile(fixturePath(e.file));
+        auto document = openFile(dataPath(std::string("open/") + e.file));
         ASSERT_TRUE(document);
         std::vector<std::string> names, links, outline;
         for (auto& [key, value] : document->dests())
@@ -539,7 +513,7 @@ TEST(KPPDFDocumentPageTreeFixtures, NamedDestinationsAndLinks) {
 }
 
 TEST(KPPDFDocumentPageTreeFixtures, OutlineItems) {
-    auto document = openFile(fixturePath("outline.pdf"));
+    auto document = openFile(dataPath("open/outline.pdf"));
     ASSERT_TRUE(document);
     ASSERT_TRUE(document->outlines());
     std::vector<std::string> lines;
@@ -567,7 +541,7 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
     KPPDFRef<KPPDFPage> kept;
     KPPDFRef<KPPDFDestination> destination;
     {
-        auto document = openFile(fixturePath("outline.pdf"));
+        auto document = openFile(dataPath("open/outline.pdf"));
         ASSERT_TRUE(document);
         kept = document->pageAtIndex(0);
         destination = document->outlines()->children()[0]->destination();
@@ -583,7 +557,7 @@ TEST(KPPDFDocumentPageTreeFixtures, PagesOutliveTheirDocument) {
     EXPECT_EQ(destination->page(), nullptr);
 
     // A page made from bytes keeps its own document alive, copies included.
-    KPPDFData bytes = KPPDFData::dataWithContentsOfFile(fixturePath("classic_lf.pdf"));
+    KPPDFData bytes = KPPDFData::dataWithContentsOfFile(dataPath("open/classic_lf.pdf"));
     auto page = KPPDFPage::pageWithData(bytes, 0, nullptr);
     ASSERT_TRUE(page->document());
     auto copy = page->copy();
@@ -599,7 +573,7 @@ TEST(KPPDFDocumentPageTreeFixtures, OutlineAndNamesReadOnFirstUse) {
     // The outline leads to the pages as they were opened, even when it is first asked for after
     // the page list has changed.
     {
-        auto document = openFile(fixturePath("outline.pdf"));
+        auto document = openFile(dataPath("open/outline.pdf"));
         ASSERT_TRUE(document);
         KPPDFRef<KPPDFPage> first = document->pageAtIndex(0);
         document->removePageAtIndex(0);
@@ -609,7 +583,7 @@ TEST(KPPDFDocumentPageTreeFixtures, OutlineAndNamesReadOnFirstUse) {
     // Resolving a name is a first use of the named destinations as well; the name tree still
     // wins over the catalogue's Dests.
     {
-        auto document = openFile(fixturePath("dests_both.pdf"));
+        auto document = openFile(dataPath("open/dests_both.pdf"));
         ASSERT_TRUE(document);
         KPPDFRef<KPPDFObject> target =
             document->resolveDestination(KPPDFObjectString::stringWithString("shared"));
@@ -620,7 +594,7 @@ TEST(KPPDFDocumentPageTreeFixtures, OutlineAndNamesReadOnFirstUse) {
     // A document that wants a password has neither until it is opened with one.
     int32_t result = -1;
     auto locked =
-        KPPDFDocument::documentWithContentsOfFile(fixturePath("rc4_40_user.pdf"), &result);
+        KPPDFDocument::documentWithContentsOfFile(dataPath("open/rc4_40_user.pdf"), &result);
     ASSERT_TRUE(locked);
     ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
     EXPECT_TRUE(locked->dests().empty());

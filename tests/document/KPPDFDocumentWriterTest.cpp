@@ -13,6 +13,7 @@
 #include "kppdf/objects/KPPDFObjectString.h"
 #include "kppdf/page/KPPDFPage.h"
 #include "support/LogCapture.h"
+#include "support/TestHelpers.h"
 #include "support/TestPDFBuilder.h"
 #include "support/ToolRunner.h"
 
@@ -21,14 +22,6 @@ using tool_runner::quote;
 using tool_runner::run;
 
 const std::string kData = KPPDF_TEST_DATA;
-
-KPPDFRef<KPPDFDocument> open(const std::string& path, int32_t* result = nullptr) {
-    int32_t code = -1;
-    KPPDFRef<KPPDFDocument> document = KPPDFDocument::documentWithContentsOfFile(path, &code);
-    if (result)
-        *result = code;
-    return document;
-}
 
 // The document a builder's file makes, its catalog being object 1; null when it does not open.
 KPPDFRef<KPPDFDocument> built(TestPDFBuilder& builder) {
@@ -53,6 +46,22 @@ int pageCount(const std::string& path) {
 int check(const std::string& path, const std::string& password = "") {
     std::string options = password.empty() ? "" : " --password=" + quote(password);
     return run("qpdf --check" + options + " " + quote(path));
+}
+
+// The document information fields of pdfinfo's report.
+std::string info(const std::string& path, const std::string& password = "") {
+    std::string out;
+    run("pdfinfo -upw " + quote(password) + " " + quote(path) +
+            " | grep -E '^(Title|Author|Subject|Keywords):'",
+        &out);
+    return out;
+}
+
+// What the kppdf command prints for the arguments.
+std::string kppdf(const std::string& arguments) {
+    std::string out;
+    run(quote(KPPDF_TOOL_PATH) + " " + arguments, &out);
+    return out;
 }
 
 // The file with its identifier left out, which a new save may change.
@@ -133,10 +142,9 @@ TEST(KPPDFDocumentWriter, CompleteRewriteKeepsPagesTextLooksAnnotationsOutlineAn
     }
     std::sort(inputs.begin(), inputs.end());
     const std::string output = folder.file("out.pdf");
-    const std::string tool = KPPDF_TOOL_PATH;
     for (const std::string& input : inputs) {
         SCOPED_TRACE(input);
-        KPPDFRef<KPPDFDocument> document = open(input);
+        KPPDFRef<KPPDFDocument> document = openFile(input);
         ASSERT_TRUE(document);
         std::string bytes = document->currentDataWithImprints(true);
         ASSERT_TRUE(folder.write("out.pdf", bytes));
@@ -153,10 +161,8 @@ TEST(KPPDFDocumentWriter, CompleteRewriteKeepsPagesTextLooksAnnotationsOutlineAn
 
         // Our own output reads back, and rewritten before anything is read from it, it is the
         // same file: nothing grows from save to save (the file identifier may be new).
-        int32_t result = -1;
-        KPPDFRef<KPPDFDocument> again = open(output, &result);
+        KPPDFRef<KPPDFDocument> again = openFile(output);
         ASSERT_TRUE(again);
-        EXPECT_EQ(result, 0);
         EXPECT_FALSE(again->isRepaired());
         EXPECT_EQ(withoutIdentifier(again->currentDataWithImprints(true)),
                   withoutIdentifier(bytes));
@@ -170,20 +176,13 @@ TEST(KPPDFDocumentWriter, CompleteRewriteKeepsPagesTextLooksAnnotationsOutlineAn
             EXPECT_EQ(annotationCount(*again, i), annotationCount(*document, i));
         EXPECT_EQ(again->dests().size(), document->dests().size());
 
-        std::string outlineBefore, outlineAfter;
-        run(quote(tool) + " outline " + quote(input), &outlineBefore);
-        run(quote(tool) + " outline " + quote(output), &outlineAfter);
         // A remote destination names its file relative to the document's folder.
         std::regex folderOfFile("file://.*/");
-        EXPECT_EQ(std::regex_replace(outlineAfter, folderOfFile, "file:///"),
-                  std::regex_replace(outlineBefore, folderOfFile, "file:///"));
-        std::string infoBefore, infoAfter;
-        std::string fields = " | grep -E '^(Title|Author|Subject):'";
-        run("pdfinfo " + quote(input) + fields, &infoBefore);
-        run("pdfinfo " + quote(output) + fields, &infoAfter);
+        EXPECT_EQ(std::regex_replace(kppdf("outline " + quote(output)), folderOfFile, "file:///"),
+                  std::regex_replace(kppdf("outline " + quote(input)), folderOfFile, "file:///"));
         // Where poppler cannot read a damaged file's information, ours is at least as good.
-        if (!infoBefore.empty()) {
-            EXPECT_EQ(infoAfter, infoBefore);
+        if (std::string before = info(input); !before.empty()) {
+            EXPECT_EQ(info(output), before);
         }
     }
 }
@@ -218,13 +217,6 @@ TEST(KPPDFDocumentWriter, CrossReferenceTablesPointAtEveryObject) {
         EXPECT_NE(bytes.find("/ParvelVersion (3.0.2)"), std::string::npos);
         EXPECT_NE(bytes.find("startxref" + eol + std::to_string(xref) + eol + "%%EOF" + eol),
                   std::string::npos);
-        // The inherited media box travels with the page, whose old parent is not written.
-        int32_t result = -1;
-        KPPDFRef<KPPDFDocument> again =
-            KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
-        ASSERT_TRUE(again);
-        ASSERT_EQ(again->pageCount(), 1u);
-        EXPECT_EQ(again->pageAtIndex(0)->mediaBox(), KPPDFMakeRect(0, 0, 200, 100));
     }
 
     // The flat rewrite keeps the numbers: those without an object are free entries, and there
@@ -242,11 +234,8 @@ TEST(KPPDFDocumentWriter, CrossReferenceTablesPointAtEveryObject) {
     EXPECT_EQ(table.compare(0, 29, "xref\n0 6\n0000000000 65535 f \n"), 0) << table;
     EXPECT_EQ(table.substr(29 + 40, 40), "0000000000 00000 f \n0000000000 00000 f \n");
     EXPECT_EQ(table.find("/Prev"), std::string::npos);
-    int32_t result = -1;
-    KPPDFRef<KPPDFDocument> again =
-        KPPDFDocument::documentWithData(KPPDFData(std::move(bytes)), &result);
+    KPPDFRef<KPPDFDocument> again = openBytes(std::move(bytes));
     ASSERT_TRUE(again);
-    EXPECT_EQ(result, 0);
     EXPECT_EQ(again->pageCount(), 1u);
 }
 
@@ -262,14 +251,9 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
         std::string input = kData + "/open/" + name;
         bool empty = std::string(name).find("user") == std::string::npos;
         std::string password = empty ? "" : "user";
-        int32_t result = -1;
         log.clear();
-        KPPDFRef<KPPDFDocument> document = open(input, &result);
+        KPPDFRef<KPPDFDocument> document = empty ? openFile(input) : openEncrypted(input, password);
         ASSERT_TRUE(document);
-        if (!empty) {
-            ASSERT_EQ(result, KPPDFDocumentPasswordNeeded);
-            ASSERT_EQ(document->validatePassword("user"), 0);
-        }
         // Nothing looked up before the key was known is reported as damaged.
         EXPECT_TRUE(log.lines().empty()) << log.lines().front();
         ASSERT_EQ(document->encryptionStatus(), 2);
@@ -282,43 +266,31 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
         EXPECT_NE(encryption.find("Supplied password is owner password"), std::string::npos)
             << encryption;
         // Strings are encrypted: the title is not in the file as plain text.
-        std::ifstream in(output, std::ios::binary);
-        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        EXPECT_EQ(bytes.find("Fixture base document"), std::string::npos);
+        EXPECT_EQ(readFile(output).find("Fixture base document"), std::string::npos);
         // Strings of objects copied without parsing decrypt and encrypt like parsed ones: the
         // document information and the outline read the same, encrypted and decrypted.
-        std::string tool = KPPDF_TOOL_PATH;
-        std::string passwordOption = empty ? "" : " --password " + quote(password);
+        std::string passwordOption = empty ? "" : "--password user ";
         std::string plainOutput = folder.file(std::string("plain-") + name);
-        run(quote(tool) + " decrypt" + passwordOption + " " + quote(input) + " " + quote(plainOutput),
-            nullptr);
+        kppdf("decrypt " + passwordOption + quote(input) + " " + quote(plainOutput));
         EXPECT_NE(check(plainOutput), 2);
-        std::string infoBefore, infoAfter, infoPlain, outlineBefore, outlinePlain;
-        std::string fields = " | grep -E '^(Title|Author|Subject|Keywords):'";
-        run("pdfinfo -upw " + quote(password) + " " + quote(input) + fields, &infoBefore);
-        run("pdfinfo -upw " + quote(password) + " " + quote(output) + fields, &infoAfter);
-        run("pdfinfo " + quote(plainOutput) + fields, &infoPlain);
+        std::string infoBefore = info(input, password);
         EXPECT_NE(infoBefore.find("Fixture base document"), std::string::npos);
-        EXPECT_EQ(infoAfter, infoBefore);
-        EXPECT_EQ(infoPlain, infoBefore);
-        run(quote(tool) + " outline" + passwordOption + " " + quote(input), &outlineBefore);
-        run(quote(tool) + " outline " + quote(plainOutput), &outlinePlain);
+        EXPECT_EQ(info(output, password), infoBefore);
+        EXPECT_EQ(info(plainOutput), infoBefore);
+        std::string outlineBefore = kppdf("outline " + passwordOption + quote(input));
         EXPECT_NE(outlineBefore.find("Caf\xC3\xA9 note 1"), std::string::npos);
-        EXPECT_EQ(outlinePlain, outlineBefore);
+        EXPECT_EQ(kppdf("outline " + quote(plainOutput)), outlineBefore);
         // What kppdf decrypt relies on to write the working bytes as they stand: decrypted at
         // opening, they are the very file a plain rewrite makes.
-        KPPDFRef<KPPDFDocument> fresh = open(input);
+        KPPDFRef<KPPDFDocument> fresh = empty ? openFile(input) : openEncrypted(input, password);
         ASSERT_TRUE(fresh);
-        if (!empty) {
-            ASSERT_EQ(fresh->validatePassword("user"), 0);
-        }
         ASSERT_TRUE(fresh->decryptedAtOpening());
         std::string working(fresh->docData().view());
         fresh->removeEncryption();
         EXPECT_EQ(fresh->currentDataWithImprints(true), working);
     }
     // New passwords on a plain file, and encryption removed again.
-    KPPDFRef<KPPDFDocument> plain = open(kData + "/sample.pdf");
+    KPPDFRef<KPPDFDocument> plain = openFile(kData + "/sample.pdf");
     ASSERT_TRUE(plain);
     EXPECT_FALSE(plain->decryptedAtOpening());
     plain->setUserPassword("u1", "o1", -4);
@@ -327,11 +299,8 @@ TEST(KPPDFDocumentWriter, EncryptedSavesOpenWithTheSamePasswords) {
     EXPECT_NE(check(folder.file("new.pdf"), "u1"), 2);
     EXPECT_EQ(check(folder.file("new.pdf")), 2) << "opened without the password";
     EXPECT_EQ(text(folder.file("new.pdf"), "u1"), text(kData + "/sample.pdf"));
-    int32_t result = -1;
-    KPPDFRef<KPPDFDocument> reread = open(folder.file("new.pdf"), &result);
+    KPPDFRef<KPPDFDocument> reread = openEncrypted(folder.file("new.pdf"), "o1");
     ASSERT_TRUE(reread);
-    EXPECT_EQ(result, KPPDFDocumentPasswordNeeded);
-    EXPECT_EQ(reread->validatePassword("o1"), 0);
     EXPECT_TRUE(reread->isOwner());
     reread->removeEncryption();
     ASSERT_TRUE(reread->writeUpdatedDocument(folder.file("plain.pdf")));
@@ -345,10 +314,10 @@ TEST(KPPDFDocumentWriter, PageReachedFromAnEarlierPageIsWrittenOnce) {
     // Page 1's link leads to page 3 before page 3 is copied: the link must lead to the copy,
     // and the old page dictionary must not be written beside it.
     tool_runner::TemporaryFolder folder;
-    KPPDFRef<KPPDFDocument> document = open(kData + "/writer/forward_link.pdf");
+    KPPDFRef<KPPDFDocument> document = openFile(kData + "/writer/forward_link.pdf");
     ASSERT_TRUE(document);
     ASSERT_TRUE(document->writeUpdatedDocument(folder.file("out.pdf")));
-    KPPDFRef<KPPDFDocument> again = open(folder.file("out.pdf"));
+    KPPDFRef<KPPDFDocument> again = openFile(folder.file("out.pdf"));
     ASSERT_TRUE(again);
     ASSERT_EQ(again->pageCount(), document->pageCount());
     uint32_t pageObjects = 0;
@@ -358,10 +327,11 @@ TEST(KPPDFDocumentWriter, PageReachedFromAnEarlierPageIsWrittenOnce) {
             pageObjects++;
     }
     EXPECT_EQ(pageObjects, again->pageCount());
-    auto annots = again->pageAtIndex(0)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>(
-        "Annots");
+    auto annots =
+        again->pageAtIndex(0)->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
     ASSERT_TRUE(annots);
-    auto link = KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(annots->count() - 1));
+    auto link =
+        KPPDFCast<KPPDFObjectDictionary>(annots->resolvedObjectAtIndex(annots->count() - 1));
     ASSERT_TRUE(link);
     auto dest = KPPDFCast<KPPDFObjectArray>(link->resolvedObjectForKey("Dest"));
     ASSERT_TRUE(dest);
@@ -424,13 +394,12 @@ TEST(KPPDFDocumentWriter, SavingOverTheFileBeingReadReplacesItWhole) {
     if (!tool_runner::available("qpdf"))
         GTEST_SKIP() << "qpdf is needed";
     tool_runner::TemporaryFolder folder;
-    std::ifstream in(kData + "/open/xref_stream.pdf", std::ios::binary);
-    std::string original((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string original = readFile(kData + "/open/xref_stream.pdf");
     ASSERT_FALSE(original.empty());
     ASSERT_TRUE(folder.write("doc.pdf", original));
     const std::string path = folder.file("doc.pdf");
     std::filesystem::permissions(path, std::filesystem::perms(0640));
-    KPPDFRef<KPPDFDocument> document = open(path);
+    KPPDFRef<KPPDFDocument> document = openFile(path);
     ASSERT_TRUE(document);
     uint32_t pages = document->pageCount();
     ASSERT_TRUE(document->writeUpdatedDocument(path));
@@ -449,68 +418,8 @@ TEST(KPPDFDocumentWriter, SavingOverTheFileBeingReadReplacesItWhole) {
     EXPECT_FALSE(document->writeUpdatedDocument(folder.file("missing/doc.pdf")));
     EXPECT_EQ(entries(), 1);
     // The command saves over its input the same way.
-    std::string tool = KPPDF_TOOL_PATH;
-    EXPECT_EQ(run(quote(tool) + " save " + quote(path) + " " + quote(path)), 0);
+    EXPECT_EQ(run(quote(KPPDF_TOOL_PATH) + " save " + quote(path) + " " + quote(path)), 0);
     EXPECT_EQ(check(path), 0);
     EXPECT_EQ(pageCount(path), static_cast<int>(pages));
     EXPECT_EQ(entries(), 1);
-}
-
-TEST(KPPDFDocumentWriter, ManyObjectStreamsLetGoAndReadAgainLoseNothing) {
-    // Pages and their notes side by side in object streams that decode to more than the
-    // page-tree walk keeps: the walk lets streams go, so the notes read after it come from
-    // streams decoded again, and the writer lets each stream go once its last object is
-    // copied. Every page must keep its own box and note through it all, in the document and in
-    // the files it writes.
-    if (!tool_runner::available("qpdf"))
-        GTEST_SKIP() << "qpdf is needed";
-    constexpr int kPages = 400;
-    auto pageNumber = [](int page) { return 4 + 2 * page; };
-    auto note = [](int page) { return "page " + std::to_string(page) + " " + std::string(1500, 'x'); };
-    TestPDFBuilder builder;
-    builder.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    std::string kids;
-    for (int i = 0; i < kPages; i++)
-        kids += std::to_string(pageNumber(i)) + " 0 R ";
-    builder.add(2, "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(kPages) + " >>");
-    builder.addStream(3, "", "0 0 m 10 10 l S");
-    for (int i = 0; i < kPages; i++) {
-        builder.add(pageNumber(i), "<< /Type /Page /Parent 2 0 R /Contents 3 0 R /MediaBox [0 0 200 " +
-                                       std::to_string(100 + i) + "] /Note " +
-                                       std::to_string(pageNumber(i) + 1) + " 0 R >>");
-        std::string string(1, '(');
-        string += note(i);
-        string += ')';
-        builder.add(pageNumber(i) + 1, string);
-    }
-    tool_runner::TemporaryFolder folder;
-    ASSERT_TRUE(folder.write("classic.pdf", builder.build("/Root 1 0 R")));
-    ASSERT_EQ(run("qpdf --object-streams=generate " + quote(folder.file("classic.pdf")) + " " +
-                  quote(folder.file("streams.pdf"))),
-              0);
-
-    auto expectPages = [&](KPPDFDocument& document) {
-        ASSERT_EQ(document.pageCount(), static_cast<uint32_t>(kPages));
-        for (int i = 0; i < kPages; i++) {
-            SCOPED_TRACE(i);
-            KPPDFRef<KPPDFPage> page = document.pageAtIndex(static_cast<uint32_t>(i));
-            ASSERT_TRUE(page);
-            EXPECT_EQ(page->mediaBox().size.height, 100 + i);
-            auto text = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectString>("Note");
-            ASSERT_TRUE(text);
-            EXPECT_EQ(text->value(), note(i));
-        }
-    };
-    LogCapture log;
-    KPPDFRef<KPPDFDocument> document = open(folder.file("streams.pdf"));
-    ASSERT_TRUE(document);
-    std::string saved = document->currentDataWithImprints(true);
-    expectPages(*document);
-    ASSERT_TRUE(folder.write("saved.pdf", saved));
-    EXPECT_EQ(check(folder.file("saved.pdf")), 0);
-    EXPECT_EQ(withoutIdentifier(document->currentDataWithImprints(true)), withoutIdentifier(saved));
-    KPPDFRef<KPPDFDocument> again = open(folder.file("saved.pdf"));
-    ASSERT_TRUE(again);
-    expectPages(*again);
-    EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <initializer_list>
 #include <iterator>
 #include <regex>
 #include <string>
@@ -38,18 +39,12 @@ KPPDFRef<KPPDFImprint> stamp(KPPDFPoint location, bool flatten = false) {
     return imprint;
 }
 
-// qpdf --check: 0 clean, 3 warnings only, 2 errors.
-int check(const std::string& path, const std::string& password = "") {
-    std::string options = password.empty() ? "" : " --password=" + quote(password);
-    return run("qpdf --check" + options + " " + quote(path));
-}
-
-// Writes bytes as name in folder and expects qpdf --check to find nothing; returns the path.
-std::string writeChecked(const tool_runner::TemporaryFolder& folder, const std::string& name,
-                         const std::string& bytes, const std::string& password = "") {
+// Writes bytes as name in folder and expects qpdf --check to find nothing (no warning either).
+void writeChecked(const tool_runner::TemporaryFolder& folder, const std::string& name,
+                  const std::string& bytes, const std::string& password = "") {
     EXPECT_TRUE(folder.write(name, bytes)) << name;
-    EXPECT_EQ(check(folder.file(name), password), 0) << name;
-    return folder.file(name);
+    std::string options = password.empty() ? "" : " --password=" + quote(password);
+    EXPECT_EQ(run("qpdf --check" + options + " " + quote(folder.file(name))), 0) << name;
 }
 
 std::string text(const std::string& path, const std::string& password = "") {
@@ -79,6 +74,13 @@ struct Picture {
     bool isWhite(int x, int y) const {
         auto [r, g, b] = at(x, y);
         return r > 230 && g > 230 && b > 230;
+    }
+    // Points as x, y pairs from the page's lower-left corner: the red ones, then the white ones.
+    void expectRedAndWhite(std::initializer_list<int> red, std::initializer_list<int> white) const {
+        for (const int* p = red.begin(); p + 1 < red.end(); p += 2)
+            EXPECT_TRUE(isRed(p[0], height - p[1])) << p[0] << " " << p[1];
+        for (const int* p = white.begin(); p + 1 < white.end(); p += 2)
+            EXPECT_TRUE(isWhite(p[0], height - p[1])) << p[0] << " " << p[1];
     }
 };
 
@@ -147,20 +149,19 @@ KPPDFPropertyList stampProperties() {
 } // namespace
 
 TEST_F(KPPDFImprintWriter, ContentImprintsComeBackAfterASaveAndAreNotDoubled) {
-    KPPDFRef<KPPDFDocument> document = document_;
     KPPDFRef<KPPDFImprint> imprint = stamp({40, 60});
     imprint->setDictionary(stampProperties());
-    document->pageAtIndex(0)->addImprint(imprint);
+    document_->pageAtIndex(0)->addImprint(imprint);
     // A stamp drawn in two content streams is joined into one form.
     KPPDFRef<KPPDFImprint> split = KPPDFImprint::imprintWithData(
         KPPDFData::dataWithContentsOfFile(kImprints + "/stamp_split.pdf"), {100, 200});
     split->setSize({100, 50});
-    document->pageAtIndex(0)->addImprint(split);
+    document_->pageAtIndex(0)->addImprint(split);
     // The second page is a media box of 400 by 300 turned by 90 degrees: the user sees it 300
     // wide and 400 high, and the imprint is drawn where the user saw it.
-    document->pageAtIndex(1)->addImprint(stamp({150, 200}));
+    document_->pageAtIndex(1)->addImprint(stamp({150, 200}));
 
-    std::string first = document->currentDataWithImprints(true);
+    std::string first = document_->currentDataWithImprints(true);
     writeChecked(folder_, "first.pdf", first);
     // The first name of a fresh document, names running on across pages, and the placements
     // exactly as written.
@@ -180,26 +181,15 @@ TEST_F(KPPDFImprintWriter, ContentImprintsComeBackAfterASaveAndAreNotDoubled) {
     Picture picture = render(folder_.file("first.pdf"), 1, folder_);
     ASSERT_EQ(picture.width, 300);
     ASSERT_EQ(picture.height, 400);
-    // Lower-left corner of the stamp at (40, 60): rows count from the top.
-    EXPECT_TRUE(picture.isRed(45, 400 - 65));
-    EXPECT_TRUE(picture.isRed(135, 400 - 105));
-    EXPECT_TRUE(picture.isWhite(35, 400 - 65));
-    EXPECT_TRUE(picture.isWhite(145, 400 - 65));
-    EXPECT_TRUE(picture.isWhite(45, 400 - 115));
-    EXPECT_TRUE(picture.isRed(105, 400 - 205));
-    EXPECT_TRUE(picture.isWhite(95, 400 - 205));
+    // The stamp's lower-left corner at (40, 60), the split one's at (100, 200).
+    picture.expectRedAndWhite({45, 65, 135, 105, 105, 205}, {35, 65, 145, 65, 45, 115, 95, 205});
     Picture rotated = render(folder_.file("first.pdf"), 2, folder_);
     ASSERT_EQ(rotated.width, 300);
     ASSERT_EQ(rotated.height, 400);
-    EXPECT_TRUE(rotated.isRed(155, 400 - 205));
-    EXPECT_TRUE(rotated.isRed(245, 400 - 245));
-    EXPECT_TRUE(rotated.isWhite(145, 400 - 205));
-    EXPECT_TRUE(rotated.isWhite(255, 400 - 205));
-    EXPECT_TRUE(rotated.isWhite(155, 400 - 255));
-    EXPECT_TRUE(rotated.isWhite(155, 400 - 195));
+    rotated.expectRedAndWhite({155, 205, 245, 245}, {145, 205, 255, 205, 155, 255, 155, 195});
 
     // Saving twice in a row gives the same file.
-    EXPECT_EQ(document->currentDataWithImprints(true), first);
+    EXPECT_EQ(document_->currentDataWithImprints(true), first);
 
     KPPDFRef<KPPDFDocument> reopened = openBytes(first);
     ASSERT_TRUE(reopened);
@@ -249,11 +239,10 @@ TEST_F(KPPDFImprintWriter, ContentImprintsComeBackAfterASaveAndAreNotDoubled) {
 }
 
 TEST_F(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
-    KPPDFRef<KPPDFDocument> document = document_;
     KPPDFRef<KPPDFImprint> flat = stamp({20, 20}, true);
     flat->setDictionary(stampProperties());
-    document->pageAtIndex(0)->addImprint(flat);
-    std::string first = document->currentDataWithImprints(true);
+    document_->pageAtIndex(0)->addImprint(flat);
+    std::string first = document_->currentDataWithImprints(true);
     writeChecked(folder_, "first.pdf", first);
     EXPECT_NE(first.find("\t\t\t\t/ParvelFlattened0 Do"), std::string::npos);
     EXPECT_NE(first.find("/Flattened true"), std::string::npos);
@@ -277,8 +266,7 @@ TEST_F(KPPDFImprintWriter, FlattenedImprintStaysInTheContentForGood) {
     EXPECT_EQ(countOf(text(folder_.file("second.pdf")), "STAMPED"), 2u);
     Picture picture = render(folder_.file("second.pdf"), 1, folder_);
     ASSERT_EQ(picture.height, 400);
-    EXPECT_TRUE(picture.isRed(25, 400 - 25));
-    EXPECT_TRUE(picture.isRed(155, 400 - 305));
+    picture.expectRedAndWhite({25, 25, 155, 305}, {});
 
     // And once more from the file: both stay, nothing comes back as an overlay.
     KPPDFRef<KPPDFDocument> last = openBytes(second);
@@ -326,7 +314,6 @@ TEST_F(KPPDFImprintWriter, AnnotationsAreWrittenFromTheirImprints) {
     KPPDFRef<KPPDFPage> page = document->pageAtIndex(0);
     std::vector<Seen> before = annotationsOf(*page);
     ASSERT_EQ(before.size(), 10u);
-    // Move the square.
     KPPDFAnnotation* square = page->annotationImprints()[4]->asAnnotation();
     ASSERT_EQ(before[4].subtype, "Square");
     square->setLocation({50, 60});
@@ -389,7 +376,7 @@ TEST_F(KPPDFImprintWriter, EncryptedDocumentSavesItsImprintEncrypted) {
     EXPECT_NE(text(folder_.file("encrypted.pdf"), "user").find("STAMPED"), std::string::npos);
     Picture picture = render(folder_.file("encrypted.pdf"), 1, folder_, "user");
     ASSERT_GT(picture.height, 50);
-    EXPECT_TRUE(picture.isRed(35, picture.height - 45));
+    picture.expectRedAndWhite({35, 45}, {});
 
     KPPDFRef<KPPDFDocument> reopened = openEncrypted(folder_.file("encrypted.pdf"), "user");
     ASSERT_TRUE(reopened);
@@ -401,13 +388,12 @@ TEST_F(KPPDFImprintWriter, EncryptedDocumentSavesItsImprintEncrypted) {
 }
 
 TEST_F(KPPDFImprintWriter, ImprintsThatCannotBeDrawnAreLeftOut) {
-    KPPDFRef<KPPDFDocument> document = document_;
     // No document, and a document that is no PDF.
-    document->pageAtIndex(0)->addImprint(KPPDFImprint::imprint());
-    document->pageAtIndex(0)->addImprint(
+    document_->pageAtIndex(0)->addImprint(KPPDFImprint::imprint());
+    document_->pageAtIndex(0)->addImprint(
         KPPDFImprint::imprintWithData(KPPDFData::dataWithString("not a PDF"), {1, 1}));
-    document->pageAtIndex(0)->addImprint(stamp({5, 5}));
-    std::string bytes = document->currentDataWithImprints(true);
+    document_->pageAtIndex(0)->addImprint(stamp({5, 5}));
+    std::string bytes = document_->currentDataWithImprints(true);
     writeChecked(folder_, "partial.pdf", bytes);
     EXPECT_EQ(placements(bytes), 1u);
     EXPECT_TRUE(log_.contains("Imprint without a page to draw"));
@@ -425,7 +411,6 @@ TEST_F(KPPDFImprintWriter, ImageImprintOfAJPEGFileIsWrittenAsThatFile) {
     ASSERT_TRUE(folder_.write("not.jpg", "\xFF\xD8\xFF garbage"));
     EXPECT_FALSE(KPPDFDocument::isJPEG(folder_.file("not.jpg")));
 
-    KPPDFRef<KPPDFDocument> document = document_;
     auto imageImprint = [&](KPPDFPoint location, const std::string& file) {
         KPPDFRef<KPPDFImprint> imprint = KPPDFImprint::imprintWithData(
             KPPDFData::dataWithContentsOfFile(kImprints + "/image_stamp.pdf"), location);
@@ -435,10 +420,10 @@ TEST_F(KPPDFImprintWriter, ImageImprintOfAJPEGFileIsWrittenAsThatFile) {
         imprint->setDictionary(properties);
         return imprint;
     };
-    document->pageAtIndex(0)->addImprint(imageImprint({100, 200}, jpegPath));
+    document_->pageAtIndex(0)->addImprint(imageImprint({100, 200}, jpegPath));
     // A file that is no JPEG leaves the image as the imprint document has it.
-    document->pageAtIndex(0)->addImprint(imageImprint({200, 200}, kImprints + "/image_stamp.pdf"));
-    std::string bytes = document->currentDataWithImprints(true);
+    document_->pageAtIndex(0)->addImprint(imageImprint({200, 200}, kImprints + "/image_stamp.pdf"));
+    std::string bytes = document_->currentDataWithImprints(true);
     writeChecked(folder_, "jpeg.pdf", bytes);
     EXPECT_EQ(countOf(bytes, jpeg), 1u);
     EXPECT_EQ(countOf(bytes, "/DCTDecode"), 1u);
@@ -450,6 +435,6 @@ TEST_F(KPPDFImprintWriter, ImageImprintOfAJPEGFileIsWrittenAsThatFile) {
     EXPECT_TRUE(r2 < 40 && g2 < 40 && b2 > 200) << r2 << " " << g2 << " " << b2;
     // The imprint document is left as it was: saving again writes the same bytes.
     KPPDFRef<KPPDFDocument> imprintDocument =
-        document->pageAtIndex(0)->contentImprints()[0]->document();
+        document_->pageAtIndex(0)->contentImprints()[0]->document();
     EXPECT_EQ(countOf(imprintDocument->currentDataWithImprints(true), "/DCTDecode"), 0u);
 }

@@ -71,9 +71,6 @@ TEST(KPPDFAnnotation, RectIsWrittenBackAsReadNotNormalised) {
     KPPDFRef<KPPDFObjectArray> rect =
         annotation->annotDict()->resolvedObjectForKey<KPPDFObjectArray>("Rect");
     ASSERT_TRUE(rect);
-    ASSERT_EQ(rect->count(), 4u);
-    for (size_t i = 0; i < 4; i++)
-        EXPECT_EQ(rect->value()[i]->objectType(), KPPDFObjectTypeReal);
     EXPECT_EQ(rect->directObject(), "[ 100 200 50 20 ]");
 
     // The annotation and the document's table hold one dictionary, so edits reach the file.
@@ -136,11 +133,7 @@ TEST(KPPDFAnnotation, ColoursToArraysAndOperators) {
     for (const Case& c : cases) {
         auto parsed = KPPDFCast<KPPDFObjectArray>(
             KPPDFDocument::parseObject(nullptr, 0, KPPDFData(std::string(c.text)), true, true));
-        std::optional<Color> color = KPPDFAnnotation::colorFromArray(parsed);
-        EXPECT_EQ(color.has_value(), c.color.has_value()) << c.text;
-        if (color && c.color) {
-            EXPECT_EQ(*color, *c.color) << c.text << " gave " << color->description();
-        }
+        EXPECT_EQ(KPPDFAnnotation::colorFromArray(parsed), c.color) << c.text;
     }
     EXPECT_FALSE(KPPDFAnnotation::colorFromArray(nullptr));
 }

@@ -29,16 +29,6 @@ std::vector<std::string> subtypes(const std::vector<KPPDFRef<KPPDFImprint>>& imp
     return result;
 }
 
-// Object numbers of the page's Annots references, in order.
-std::vector<uint32_t> annotsNumbers(KPPDFPage& page) {
-    std::vector<uint32_t> numbers;
-    auto annots = page.pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
-    if (annots)
-        for (size_t i = 0; i < annots->count(); i++)
-            numbers.push_back(annots->resolvedObjectAtIndex(i)->objectNumber());
-    return numbers;
-}
-
 } // namespace
 
 TEST(KPPDFPageImprints, AnnotationsOfARealFileInAnnotsOrder) {
@@ -51,13 +41,15 @@ TEST(KPPDFPageImprints, AnnotationsOfARealFileInAnnotsOrder) {
     EXPECT_EQ(subtypes(imprints),
               (std::vector<std::string>{"Widget", "Widget", "Widget", "Widget", "Square",
                                         "FreeText", "Widget", "Text", "Popup", "Popup"}));
-    std::vector<uint32_t> numbers = annotsNumbers(*page);
-    ASSERT_EQ(numbers.size(), imprints.size());
+    auto annots = page->pageDictionary()->resolvedObjectForKey<KPPDFObjectArray>("Annots");
+    ASSERT_TRUE(annots);
+    ASSERT_EQ(annots->count(), imprints.size());
     for (size_t i = 0; i < imprints.size(); i++) {
+        uint32_t number = annots->resolvedObjectAtIndex(i)->objectNumber();
         KPPDFAnnotation* annotation = imprints[i]->asAnnotation();
         ASSERT_TRUE(annotation) << i;
-        EXPECT_EQ(annotation->originalObjectNumber(), numbers[i]) << i;
-        EXPECT_EQ(annotation->annotDict(), document->objectWithNumber(numbers[i])) << i;
+        EXPECT_EQ(annotation->originalObjectNumber(), number) << i;
+        EXPECT_EQ(annotation->annotDict(), document->objectWithNumber(number)) << i;
     }
     // A Square has no class of its own, nor has a signature field: plain annotations, kept.
     EXPECT_EQ(imprints[4]->annotationType(), KPPDFAnnotationTypeGeneric);

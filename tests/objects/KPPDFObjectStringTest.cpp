@@ -25,16 +25,18 @@ KPPDFRef<KPPDFObjectString> read(const std::string& text, bool dataOnly = false)
 
 } // namespace
 
-TEST(KPPDFObjectString, LiteralEscapesAndLineEnds) {
+TEST(KPPDFObjectString, LiteralAndHexadecimalStrings) {
     struct Case {
         std::string text;
         std::string bytes;
         uint32_t rawLength;
+        std::string written = {}; // empty: not checked
     };
+    // Written back with every special byte escaped, whatever it was read from.
     const Case cases[] = {
         {"(a\\)b)", "a)b", 6},
-        {"(a(b)c)", "a(b)c", 7},
-        {"(\\n\\r\\t\\b\\f\\(\\)\\\\)", "\n\r\t\b\f()\\", 18},
+        {"(a(b)c)", "a(b)c", 7, "(a\\(b\\)c)"},
+        {"(\\n\\r\\t\\b\\f\\(\\)\\\\)", "\n\r\t\b\f()\\", 18, "(\\n\\r\\t\\b\\f\\(\\)\\\\)"},
         {"(\\q\\ \\%)", "q %", 8},   // unknown escapes drop the backslash
         {"(\\101\\0x)", "A\0x"s, 9}, // octal: up to three digits
         {"(\\1234)", "S4", 7},       // the fourth digit is a byte of its own
@@ -43,32 +45,50 @@ TEST(KPPDFObjectString, LiteralEscapesAndLineEnds) {
          "8"s,
          9},                                  // truncated to eight bits; 8 is no octal digit
         {"(a\\\nb\\\r\nc\\\rd)", "abcd", 13}, // backslash before LF, CR LF or CR joins lines
-        {"(a\rb\r\nc\nd)", "a\nb\nc\nd", 10}, // CR and CR LF become LF
+        {"(a\rb\r\nc\nd)", "a\nb\nc\nd", 10, "(a\\nb\\nc\\nd)"}, // CR and CR LF become LF
         {"()", "", 2},
         {"(a)trailing", "a", 3},
+        {"<48 65 6c>", "Hel", 10, "<48656C>"},
+        {"< 4\n8\t6 5\r\n >", "He", 13, "<4865>"},
+        {"<aBcD>", "\xAB\xCD", 6, "<ABCD>"},
+        {"<4>", "@", 3, "<40>"}, // an odd last digit is followed by an implied 0
+        {"<>", "", 2, "<>"},
+        {"<00ff>", "\0\xFF"s, 6, "<00FF>"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
-        KPPDFRef<KPPDFObjectString> string = read(c.text, true);
+        bool literal = c.text[0] == '(';
+        // Hex strings are bytes even where literal ones would be read as text.
+        KPPDFRef<KPPDFObjectString> string = read(c.text, literal);
         ASSERT_TRUE(string);
-        EXPECT_TRUE(string->isLiteral());
+        EXPECT_EQ(string->isLiteral(), literal);
         EXPECT_FALSE(string->valueIsText());
         EXPECT_EQ(string->value(), c.bytes);
-        EXPECT_EQ(string->stringData(), c.bytes);
         EXPECT_EQ(string->rawLength(), c.rawLength);
+        if (!c.written.empty()) {
+            EXPECT_EQ(string->directObject(), c.written);
+        }
     }
-
-    // Written back with every special byte escaped, whatever it was read from.
-    EXPECT_EQ(read("(a(b)c)")->directObject(), "(a\\(b\\)c)");
-    EXPECT_EQ(read("(\\n\\r\\t\\b\\f\\(\\)\\\\)")->directObject(), "(\\n\\r\\t\\b\\f\\(\\)\\\\)");
-    EXPECT_EQ(read("(a\r\nb)")->directObject(), "(a\\nb)");
-    EXPECT_EQ(read("(\\101\\302)")->directObject(), "(A\xC2)");
 
     // In text mode the bytes are Latin-1 text; written back they are the same bytes.
     KPPDFRef<KPPDFObjectString> text = read("(caf\\351 \xE9t\xE9)");
     EXPECT_TRUE(text->valueIsText());
     EXPECT_EQ(text->value(), "caf\xC3\xA9 \xC3\xA9t\xC3\xA9");
     EXPECT_EQ(text->directObject(), "(caf\xE9 \xE9t\xE9)");
+
+    // In the file body the parser tells a hex string from a dictionary by the second byte.
+    KPPDFDocument doc;
+    doc.setDocData(KPPDFData::dataWithString("\n<414243> "));
+    KPPDFRef<KPPDFObject> string = doc.objectAtOffset(1, doc.docData(), false, false);
+    ASSERT_TRUE(string && string->asString());
+    EXPECT_EQ(string->asString()->value(), "ABC");
+
+    // A string built from bytes is written in hex; a text one in parentheses.
+    EXPECT_EQ(KPPDFObjectString::stringWithData("\x01\x02 "s)->directObject(), "<010220>");
+    EXPECT_EQ(KPPDFObjectString::stringWithString("a(b)")->directObject(), "(a\\(b\\))");
+    KPPDFRef<KPPDFObjectString> flipped = KPPDFObjectString::stringWithData("AB");
+    flipped->setLiteral(true);
+    EXPECT_EQ(flipped->directObject(), "(AB)");
 }
 
 TEST(KPPDFObjectString, UnterminatedStringsStopAtTheEndOfTheBuffer) {
@@ -109,46 +129,6 @@ TEST(KPPDFObjectString, UnterminatedStringsStopAtTheEndOfTheBuffer) {
     KPPDFRef<KPPDFObject> fromSlice = doc.objectAtOffset(1, slice, false, true);
     ASSERT_TRUE(fromSlice && fromSlice->asString());
     EXPECT_EQ(fromSlice->asString()->stringValue(), "inner");
-}
-
-TEST(KPPDFObjectString, HexadecimalStrings) {
-    struct Case {
-        std::string text;
-        std::string bytes;
-        std::string written;
-    };
-    const Case cases[] = {
-        {"<48 65 6c>", "Hel", "<48656C>"},
-        {"< 4\n8\t6 5\r\n >", "He", "<4865>"},
-        {"<aBcD>", "\xAB\xCD", "<ABCD>"},
-        {"<4>", "@", "<40>"}, // an odd last digit is followed by an implied 0
-        {"<>", "", "<>"},
-        {"<00ff>", "\0\xFF"s, "<00FF>"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        KPPDFRef<KPPDFObjectString> string = read(c.text);
-        ASSERT_TRUE(string);
-        EXPECT_FALSE(string->isLiteral());
-        EXPECT_FALSE(string->valueIsText());
-        EXPECT_EQ(string->value(), c.bytes);
-        EXPECT_EQ(string->rawLength(), c.text.size());
-        EXPECT_EQ(string->directObject(), c.written);
-    }
-
-    // In the file body the parser tells a hex string from a dictionary by the second byte.
-    KPPDFDocument doc;
-    doc.setDocData(KPPDFData::dataWithString("\n<414243> "));
-    KPPDFRef<KPPDFObject> string = doc.objectAtOffset(1, doc.docData(), false, false);
-    ASSERT_TRUE(string && string->asString());
-    EXPECT_EQ(string->asString()->value(), "ABC");
-
-    // A string built from bytes is written in hex; a text one in parentheses.
-    EXPECT_EQ(KPPDFObjectString::stringWithData("\x01\x02 "s)->directObject(), "<010220>");
-    EXPECT_EQ(KPPDFObjectString::stringWithString("a(b)")->directObject(), "(a\\(b\\))");
-    KPPDFRef<KPPDFObjectString> flipped = KPPDFObjectString::stringWithData("AB");
-    flipped->setLiteral(true);
-    EXPECT_EQ(flipped->directObject(), "(AB)");
 }
 
 TEST(KPPDFObjectString, UTF16TextAndTwoByteMode) {
@@ -219,9 +199,7 @@ TEST(KPPDFObjectString, DatesWithZones) {
         std::optional<KPPDFDate> back =
             KPPDFObjectDate::dateFromPDFString(*read(std::string("(") + c.text + ")"));
         ASSERT_TRUE(back);
-        EXPECT_EQ(*back, date);
-        EXPECT_TRUE(back->hasTimeZone());
-        EXPECT_EQ(back->timeZoneOffset(), c.zone);
+        EXPECT_EQ(*back, date); // the zone is part of the comparison
     }
 
     // A date without a zone is written without one.

@@ -13,23 +13,6 @@ void expectColor(const std::optional<KPPDFColor>& color, float red, float green,
 
 } // namespace
 
-TEST(KPPDFGraphicsState, CopiesAreIndependent) {
-    KPPDFGraphicsState state;
-    state.setThorizontalScaling(150); // Tz takes percent
-    state.setTfont("F1");
-    state.setNonstrokeColor(KPPDFColor::redColor());
-    state.setCTM({2, 0, 0, 2, 5, 6});
-    KPPDFRef<KPPDFGraphicsState> copy = state.copy();
-    copy->setTfont("F2");
-    copy->setNonstrokeColor(KPPDFColor::blueColor());
-    copy->setTextMatrix({1, 0, 0, 1, 9, 9});
-    EXPECT_EQ(state.Tfont(), "F1");
-    EXPECT_EQ(state.nonstrokeColor(), KPPDFColor::redColor());
-    EXPECT_EQ(state.textMatrix(), KPPDFAffineTransform());
-    EXPECT_EQ(copy->CTM(), state.CTM());
-    EXPECT_FLOAT_EQ(copy->ThorizontalScaling(), 1.5f);
-}
-
 TEST(KPPDFGraphicsState, ColorsFromComponents) {
     const float gray[] = {0.25f};
     const float rgb[] = {0.2f, 0.4f, 0.6f};

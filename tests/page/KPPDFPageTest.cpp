@@ -219,9 +219,7 @@ TEST(KPPDFPage, StreamIndex) {
 }
 
 TEST(KPPDFPage, CopyAndResetOfPreparedText) {
-    int32_t result = -1;
-    auto document = KPPDFDocument::documentWithContentsOfFile(
-        std::string(KPPDF_TEST_DATA) + "/open/classic_lf.pdf", &result);
+    auto document = openFile(dataPath("open/classic_lf.pdf"));
     ASSERT_TRUE(document);
     ASSERT_EQ(document->pageCount(), 2u);
     auto page = document->pageAtIndex(0);

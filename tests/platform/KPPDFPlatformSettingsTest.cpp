@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <optional>
 #include <unistd.h>
 
 #include "kppdf/platform/KPPDFColor.h"
@@ -17,23 +18,20 @@ namespace {
 class ScopedEnvironment {
 public:
     ScopedEnvironment(const char* name, const std::string& value) : name_(name) {
-        const char* old = std::getenv(name);
-        hadOld_ = old != nullptr;
-        if (hadOld_)
+        if (const char* old = std::getenv(name))
             old_ = old;
         setenv(name, value.c_str(), 1);
     }
     ~ScopedEnvironment() {
-        if (hadOld_)
-            setenv(name_.c_str(), old_.c_str(), 1);
+        if (old_)
+            setenv(name_.c_str(), old_->c_str(), 1);
         else
             unsetenv(name_.c_str());
     }
 
 private:
     std::string name_;
-    bool hadOld_ = false;
-    std::string old_;
+    std::optional<std::string> old_;
 };
 
 void writeFile(const fs::path& path, const std::string& bytes) {

@@ -77,8 +77,6 @@ TEST(KPPDFTextEncodingTest, DecodeAndEncodeByCode) {
     // Unicode is big-endian unless a mark says otherwise.
     EXPECT_TRUE(KPPDFTextEncoding::decode(kMixedBE, KPPDFUnicodeStringEncoding, &out));
     EXPECT_EQ(out, kMixedUTF8);
-    EXPECT_TRUE(KPPDFTextEncoding::decode("\xFF\xFE" + kMixedLE, KPPDFUnicodeStringEncoding, &out));
-    EXPECT_EQ(out, kMixedUTF8);
     EXPECT_FALSE(KPPDFTextEncoding::decode("abc", 2, &out));
 
     std::string bytes;

@@ -20,21 +20,17 @@ const std::string kDir = std::string(KPPDF_TEST_DATA) + "/text/accuracy/";
 
 // The text's words, split at every Unicode space character.
 std::vector<std::string> unicodeWords(std::string_view text) {
-    std::vector<std::string> result;
-    std::string word;
+    std::vector<std::string> result(1);
     for (size_t i = 0; i < text.size();) {
         size_t length = kppdf_text::utf8SequenceLength(text, i);
-        if (kppdf_text::isWhitespace(kppdf_text::decodeUTF8(text, i))) {
-            if (!word.empty())
-                result.push_back(std::move(word));
-            word.clear();
-        } else {
-            word.append(text.substr(i, length));
-        }
+        if (!kppdf_text::isWhitespace(kppdf_text::decodeUTF8(text, i)))
+            result.back().append(text.substr(i, length));
+        else if (!result.back().empty())
+            result.emplace_back();
         i += length;
     }
-    if (!word.empty())
-        result.push_back(std::move(word));
+    if (result.back().empty())
+        result.pop_back();
     return result;
 }
 
